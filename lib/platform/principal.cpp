@@ -1,0 +1,43 @@
+#include "platform/principal.h"
+
+#include <omniORB4/CORBA.h>
+#include <omniORB4/omniInterceptors.h>
+#include <unistd.h>
+
+namespace {
+
+thread_local std::string current_peer;
+
+CORBA::Boolean on_receive(omni::omniInterceptors::serverReceiveRequest_T::info_T& info) {
+  const char* peer = info.peeraddress();
+  current_peer = peer ? peer : "";
+  return 1;
+}
+
+CORBA::Boolean on_reply(omni::omniInterceptors::serverSendReply_T::info_T&) {
+  current_peer.clear();
+  return 1;
+}
+
+CORBA::Boolean on_exception(omni::omniInterceptors::serverSendException_T::info_T&) {
+  current_peer.clear();
+  return 1;
+}
+
+}  // namespace
+
+void KALDInstallPrincipalTracking() {
+  omni::omniInterceptors* ic = omniORB::getInterceptors();
+  ic->serverReceiveRequest.add(on_receive);
+  ic->serverSendReply.add(on_reply);
+  ic->serverSendException.add(on_exception);
+}
+
+std::string KALDCurrentPrincipal() { return current_peer; }
+
+char* QorGetHostname() {
+  char name[256];
+  if (gethostname(name, sizeof name) != 0) return CORBA::string_dup("localhost");
+  name[sizeof name - 1] = '\0';
+  return CORBA::string_dup(name);
+}
