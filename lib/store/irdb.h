@@ -1,0 +1,98 @@
+// IRDB: the store on an SQLite database file.
+#ifndef IR_STORE_IRDB_H
+#define IR_STORE_IRDB_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "store/irstore.h"
+
+struct sqlite3;
+
+class IRDB : public IRStore {
+ public:
+  // Default database file when none is named.
+  static constexpr const char* kDefaultPath = "ir.db";
+
+  struct Options {
+    bool read_only = false;
+  };
+
+  // Opens (creating when absent, unless read-only) the database `path`
+  // (null: kDefaultPath).  A file that is not an SQLite database, is
+  // damaged, or is an SQLite database of something else is refused with
+  // kStoreFailure and a message that says which.
+  // (Two constructors rather than a default argument: GCC cannot use the
+  // member initializer of Options before the end of IRDB.)
+  explicit IRDB(const char* path);
+  IRDB(const char* path, Options options);
+  ~IRDB() override;
+  IRDB(const IRDB&) = delete;
+  IRDB& operator=(const IRDB&) = delete;
+
+  const std::string& path() const;
+  // Number of SQL statements run since opening (for tests and benches).
+  unsigned long statements_run() const;
+  // Diagnostics: for every parameterized statement the operations run, its
+  // SQL text followed by one line per step of SQLite's query plan
+  // (EXPLAIN QUERY PLAN, parameters bound to dummy values).
+  std::vector<std::string> query_plans();
+
+  // IRStore
+  void IRBeginUpdate() override;
+  void IREndUpdate() override;
+  void IRCancelUpdate() override;
+  void IRBeginUserTransaction() override;
+  void IREndUserTransaction() override;
+  void IRCancelUserTransaction() override;
+  bool IRInUserTransaction() const override;
+  bool IRReadOnly() const override;
+  void set_factory(ObjectFactory* factory) override;
+  void IRStoreObject(StoredObject* obj) override;
+  void IRInsertObject(StoredObject* obj) override;
+  StoredObject* IRFindObject(const StoreHandle& h) override;
+  void IRObjectOp(const StoreHandle& h) override;
+  void IRAddContained(const StoreHandle& obj,
+                      const StoreHandle& container) override;
+  bool IRExists(const StoreHandle& h) override;
+  bool IRReadRecord(const std::string& id, StoreRecord& out) override;
+  int IRKindOf(const StoreHandle& h) override;
+  std::string IRNameOf(const StoreHandle& h) override;
+  std::unique_ptr<StoreHandle> IRParentOf(const StoreHandle& h) override;
+  std::unique_ptr<StoreHandle> IRChildByName(const StoreHandle& container,
+                                             const std::string& name) override;
+  bool IRNameInContents(const StoreHandle& container,
+                        const std::string& name) override;
+  IdList IRChildren(const StoreHandle& container, int limit_kind) override;
+  IdList IRContents(const StoreHandle& container, int limit_kind,
+                    bool exclude_inherited, long max) override;
+  IdList IRLookupName(const StoreHandle& container, const std::string& name,
+                      long levels, int limit_kind,
+                      bool exclude_inherited) override;
+  IdList IRInheritedName(const StoreHandle& container, const std::string& name,
+                         int kind) override;
+  IdList IRSubtree(const StoreHandle& h) override;
+  IdList IRReferring(const StoreHandle& h, int link_kind) override;
+  IdList IRDerived(const StoreHandle& h) override;
+  IdList IRBases(const StoreHandle& h) override;
+  IdList IRFindObjects(const std::string& pattern,
+                       const std::vector<int>& kinds, bool match_ids,
+                       const StoreHandle* scope) override;
+  void IRAddUse(const StoreHandle& user, const StoreHandle& used) override;
+  void IRRemoveUse(const StoreHandle& user, const StoreHandle& used) override;
+  void IRAddInherit(const StoreHandle& derived,
+                    const StoreHandle& base) override;
+  void IRRemoveInherit(const StoreHandle& derived,
+                       const StoreHandle& base) override;
+  bool IRIsA(const StoreHandle& h, const std::string& target_id) override;
+  void IRReKey(const StoreHandle& from, const StoreHandle& to) override;
+  void IRRename(const StoreHandle& h, const std::string& name) override;
+  void IRRemove(const StoreHandle& h) override;
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+#endif
