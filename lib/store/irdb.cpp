@@ -1,0 +1,970 @@
+// IRDB: the interface repository store on an SQLite 3 database.
+//
+// Tables
+//   record(seq, id, kind, name, parent, body)
+//       one row per definition.  `seq` is the rowid and keeps creation
+//       order: every list is returned ORDER BY seq.  `parent` references
+//       record(id) (NULL for the root).
+//   link(src, dst, kind, pos)
+//       use links (kind 1, a multiset) and inheritance links (kind 2,
+//       ordered by pos).  Both ends reference record(id).
+// Foreign keys cascade on update, so changing a record's key (IRReKey)
+// moves its children and links with one UPDATE.  Every operation is a
+// handful of statements that reach rows through an index; the only
+// exception is IRFindObjects without a scope, which is a search over every
+// record by nature.  query_plans() lets a test check this.
+//
+// Durability: WAL journal with synchronous=NORMAL.  A commit has written
+// the WAL file when it returns, so a committed update survives the process
+// being killed (kill -9); an operating system crash or power loss may lose
+// the last commits but never damages the file.
+//
+// Exclusive use: a writer opens with locking_mode=EXCLUSIVE and keeps the
+// file locked until it closes, so a second process (or connection) cannot
+// open the database; it is refused with kBusy.  A read-only store takes
+// ordinary shared locks: readers coexist, but not with a writer.
+//
+// The file is ours when application_id is kApplicationId and user_version
+// is a format this code reads; anything else is refused before the file is
+// changed in any way.
+#include "store/irdb.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <cassert>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace {
+
+constexpr int kApplicationId = 0x49524442;  // "IRDB"
+constexpr int kFormatVersion = 1;
+constexpr int kAllKinds = 1;  // dk_all: a kind filter that accepts all
+
+const std::string kNoKey;
+
+struct StatementFinalizer {
+  void operator()(sqlite3_stmt* stmt) const { sqlite3_finalize(stmt); }
+};
+using StatementPtr = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
+struct ConnectionCloser {
+  void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+};
+using ConnectionPtr = std::unique_ptr<sqlite3, ConnectionCloser>;
+
+// The one place where SQLite result codes (extended) become store failure
+// codes.
+int StoreCode(int rc) {
+  switch (rc) {
+    case SQLITE_CONSTRAINT_PRIMARYKEY:
+    case SQLITE_CONSTRAINT_UNIQUE:
+      return IRStore::kDuplicateId;
+    case SQLITE_CONSTRAINT_FOREIGNKEY:
+      return IRStore::kNoSuchRecord;
+  }
+  switch (rc & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return IRStore::kBusy;
+    case SQLITE_NOMEM:
+      return IRStore::kNoMemory;
+    case SQLITE_READONLY:
+      return IRStore::kReadOnly;
+    default:
+      return IRStore::kStoreFailure;
+  }
+}
+
+std::string SchemaSql() {
+  return "BEGIN IMMEDIATE;"
+         "CREATE TABLE record("
+         " seq INTEGER PRIMARY KEY,"
+         " id TEXT NOT NULL UNIQUE,"
+         " kind INTEGER NOT NULL,"
+         " name TEXT,"
+         " parent TEXT REFERENCES record(id)"
+         "  ON UPDATE CASCADE ON DELETE CASCADE,"
+         " body BLOB NOT NULL);"
+         "CREATE INDEX record_parent_name ON record(parent, name);"
+         "CREATE INDEX record_name ON record(name);"
+         "CREATE TABLE link("
+         " src TEXT NOT NULL REFERENCES record(id)"
+         "  ON UPDATE CASCADE ON DELETE CASCADE,"
+         " dst TEXT NOT NULL REFERENCES record(id)"
+         "  ON UPDATE CASCADE ON DELETE CASCADE,"
+         " kind INTEGER NOT NULL,"
+         " pos INTEGER NOT NULL);"
+         "CREATE INDEX link_src ON link(src, kind, pos);"
+         "CREATE INDEX link_dst ON link(dst, kind);"
+         "PRAGMA application_id = " +
+         std::to_string(kApplicationId) +
+         ";"
+         "PRAGMA user_version = " +
+         std::to_string(kFormatVersion) +
+         ";"
+         "COMMIT";
+}
+
+// The statements of the operations.  CROSS JOIN fixes the join order where
+// the planner might otherwise scan a table and probe a CTE: the CTE row
+// comes first and the table is searched through its index.
+namespace sql {
+
+// Closure of a container over inheritance links, the container included.
+#define IR_BASES_CTE                                         \
+  "bases(id) AS (SELECT ?1 UNION SELECT link.dst FROM bases" \
+  " CROSS JOIN link ON link.src = bases.id AND link.kind = 2)"
+
+constexpr const char kSelectRecord[] =
+    "SELECT kind, name, parent, body FROM record WHERE id = ?1";
+constexpr const char kSelectHeader[] =
+    "SELECT kind, name, parent FROM record WHERE id = ?1";
+constexpr const char kExists[] = "SELECT 1 FROM record WHERE id = ?1";
+constexpr const char kInsert[] =
+    "INSERT INTO record(id, kind, name, parent, body)"
+    " VALUES(?1, ?2, ?3, ?4, ?5)";
+constexpr const char kUpsert[] =
+    "INSERT INTO record(id, kind, name, parent, body)"
+    " VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET"
+    " kind = excluded.kind, name = excluded.name, parent = excluded.parent,"
+    " body = excluded.body";
+constexpr const char kSetParent[] =
+    "UPDATE record SET parent = ?2 WHERE id = ?1";
+constexpr const char kRename[] = "UPDATE record SET name = ?2 WHERE id = ?1";
+constexpr const char kReKey[] = "UPDATE record SET id = ?2 WHERE id = ?1";
+constexpr const char kChildByName[] =
+    "SELECT id FROM record WHERE parent = ?1 AND name = ?2"
+    " ORDER BY seq LIMIT 1";
+// ?2 kind filter, ?3 maximum (negative: none).
+constexpr const char kChildren[] =
+    "SELECT id FROM record WHERE parent = ?1 AND (?2 = 1 OR kind = ?2)"
+    " ORDER BY seq LIMIT ?3";
+constexpr const char kContentsInherited[] =
+    "WITH RECURSIVE " IR_BASES_CTE
+    " SELECT record.id FROM bases CROSS JOIN record"
+    " ON record.parent = bases.id WHERE ?2 = 1 OR record.kind = ?2"
+    " ORDER BY record.seq LIMIT ?3";
+constexpr const char kNameInContents[] =
+    "WITH RECURSIVE " IR_BASES_CTE
+    " SELECT 1 FROM bases CROSS JOIN record"
+    " ON record.parent = bases.id AND record.name = ?2 LIMIT 1";
+// ?2 name, ?3 levels (> 0), ?4 kind filter, ?5 exclude inherited.
+constexpr const char kLookupLevels[] =
+    "WITH RECURSIVE scope(id, depth) AS (SELECT ?1, 1 UNION"
+    " SELECT record.id, scope.depth + 1 FROM scope CROSS JOIN record"
+    " ON record.parent = scope.id WHERE scope.depth < ?3),"
+    " searched(id) AS (SELECT id FROM scope UNION SELECT link.dst"
+    " FROM searched CROSS JOIN link ON link.src = searched.id"
+    " AND link.kind = 2 WHERE ?5 = 0)"
+    " SELECT DISTINCT record.id FROM searched CROSS JOIN record"
+    " ON record.parent = searched.id AND record.name = ?2"
+    " WHERE ?4 = 1 OR record.kind = ?4 ORDER BY record.seq";
+// As kLookupLevels at any depth (?3 unused, bound harmlessly); the scope
+// has no depth column so that UNION ends even on a cycle of parents.
+constexpr const char kLookupAll[] =
+    "WITH RECURSIVE scope(id) AS (SELECT ?1 UNION"
+    " SELECT record.id FROM scope CROSS JOIN record"
+    " ON record.parent = scope.id),"
+    " searched(id) AS (SELECT id FROM scope UNION SELECT link.dst"
+    " FROM searched CROSS JOIN link ON link.src = searched.id"
+    " AND link.kind = 2 WHERE ?5 = 0)"
+    " SELECT DISTINCT record.id FROM searched CROSS JOIN record"
+    " ON record.parent = searched.id AND record.name = ?2"
+    " WHERE ?4 = 1 OR record.kind = ?4 ORDER BY record.seq";
+constexpr const char kInheritedName[] =
+    "WITH RECURSIVE " IR_BASES_CTE
+    " SELECT record.id FROM bases CROSS JOIN record"
+    " ON record.parent = bases.id AND record.name = ?2"
+    " WHERE bases.id <> ?1 AND (?3 = 1 OR record.kind = ?3)"
+    " ORDER BY record.seq";
+// Every record of the subtree with its parent; the caller orders them.
+constexpr const char kSubtree[] =
+    "WITH RECURSIVE sub(id) AS (SELECT id FROM record WHERE id = ?1 UNION"
+    " SELECT record.id FROM sub CROSS JOIN record"
+    " ON record.parent = sub.id)"
+    " SELECT record.id, record.parent FROM sub CROSS JOIN record"
+    " ON record.id = sub.id ORDER BY record.seq";
+// ?2 link kind, 0 for both.
+constexpr const char kReferring[] =
+    "SELECT DISTINCT link.src FROM link CROSS JOIN record"
+    " ON record.id = link.src WHERE link.dst = ?1"
+    " AND (?2 = 0 OR link.kind = ?2) ORDER BY record.seq";
+constexpr const char kBases[] =
+    "SELECT dst FROM link WHERE src = ?1 AND kind = 2 ORDER BY pos";
+constexpr const char kIsA[] =
+    "WITH RECURSIVE " IR_BASES_CTE " SELECT 1 FROM bases WHERE id = ?2 LIMIT 1";
+// ?1 pattern, ?2 accepted kinds as ",k,k," ('' for all), ?3 scope.
+// Without a scope this is a search over every record (the one full scan).
+constexpr const char kFindByName[] =
+    "SELECT id FROM record WHERE name GLOB ?1"
+    " AND (?2 = '' OR instr(?2, ',' || kind || ',') > 0) ORDER BY seq";
+constexpr const char kFindById[] =
+    "SELECT id FROM record WHERE id GLOB ?1"
+    " AND (?2 = '' OR instr(?2, ',' || kind || ',') > 0) ORDER BY seq";
+#define IR_BELOW_CTE                                                       \
+  "WITH RECURSIVE below(id) AS (SELECT id FROM record WHERE parent = ?3"   \
+  " UNION SELECT record.id FROM below CROSS JOIN record"                   \
+  " ON record.parent = below.id)"                                          \
+  " SELECT record.id FROM below CROSS JOIN record ON record.id = below.id" \
+  " WHERE record.id <> ?3 AND (?2 = ''"                                    \
+  " OR instr(?2, ',' || record.kind || ',') > 0)"
+constexpr const char kFindByNameBelow[] =
+    IR_BELOW_CTE " AND record.name GLOB ?1 ORDER BY record.seq";
+constexpr const char kFindByIdBelow[] =
+    IR_BELOW_CTE " AND record.id GLOB ?1 ORDER BY record.seq";
+constexpr const char kAddUse[] =
+    "INSERT INTO link(src, dst, kind, pos) VALUES(?1, ?2, 1, 0)";
+constexpr const char kRemoveUse[] =
+    "DELETE FROM link WHERE rowid = (SELECT rowid FROM link"
+    " WHERE src = ?1 AND kind = 1 AND dst = ?2 LIMIT 1)";
+constexpr const char kAddInherit[] =
+    "INSERT INTO link(src, dst, kind, pos)"
+    " SELECT ?1, ?2, 2, coalesce(max(pos), 0) + 1 FROM link"
+    " WHERE src = ?1 AND kind = 2";
+constexpr const char kRemoveInherit[] =
+    "DELETE FROM link WHERE src = ?1 AND dst = ?2 AND kind = 2";
+// IRRemove: the doomed ids are collected in a temporary table, their links
+// deleted, their parents cleared (so that no delete cascades down a chain
+// of parents) and then the records deleted.
+constexpr const char kDoomedTable[] =
+    "CREATE TEMP TABLE IF NOT EXISTS doomed(id TEXT PRIMARY KEY)";
+constexpr const char kDoomedClear[] = "DELETE FROM doomed";
+constexpr const char kDoomedFill[] =
+    "INSERT INTO doomed(id) WITH RECURSIVE sub(id) AS"
+    " (SELECT id FROM record WHERE id = ?1 UNION SELECT record.id FROM sub"
+    " CROSS JOIN record ON record.parent = sub.id) SELECT id FROM sub";
+constexpr const char kDoomedLinksFrom[] =
+    "DELETE FROM link WHERE src IN (SELECT id FROM doomed)";
+constexpr const char kDoomedLinksTo[] =
+    "DELETE FROM link WHERE dst IN (SELECT id FROM doomed)";
+constexpr const char kDoomedDetach[] =
+    "UPDATE record SET parent = NULL WHERE id IN (SELECT id FROM doomed)";
+constexpr const char kDoomedDelete[] =
+    "DELETE FROM record WHERE id IN (SELECT id FROM doomed)";
+
+#undef IR_BASES_CTE
+#undef IR_BELOW_CTE
+
+// Every statement with parameters, for query_plans().
+constexpr const char* kAll[] = {
+    kSelectRecord,
+    kSelectHeader,
+    kExists,
+    kInsert,
+    kUpsert,
+    kSetParent,
+    kRename,
+    kReKey,
+    kChildByName,
+    kChildren,
+    kContentsInherited,
+    kNameInContents,
+    kLookupLevels,
+    kLookupAll,
+    kInheritedName,
+    kSubtree,
+    kReferring,
+    kBases,
+    kIsA,
+    kFindByName,
+    kFindById,
+    kFindByNameBelow,
+    kFindByIdBelow,
+    kAddUse,
+    kRemoveUse,
+    kAddInherit,
+    kRemoveInherit,
+    kDoomedClear,
+    kDoomedFill,
+    kDoomedLinksFrom,
+    kDoomedLinksTo,
+    kDoomedDetach,
+    kDoomedDelete,
+};
+
+}  // namespace sql
+
+}  // namespace
+
+struct IRDB::Impl {
+  class Query;
+  class Atomic;
+
+  Impl(const char* file, Options options);
+
+  // The cached statement for `text`, prepared on first use.
+  sqlite3_stmt* Prepare(std::string_view text);
+  // Throws the Exception for the failure `rc` of the last call on the
+  // connection; `key` names the record concerned (may be empty).
+  [[noreturn]] void Fail(int rc, const std::string& key);
+  // Runs a statement without parameters, ignoring any rows.
+  void Exec(std::string_view text);
+  // Throws kReadOnly when the store is read-only.
+  void RequireWritable() const;
+  // Writes the record of `obj` with kInsert or kUpsert.
+  void WriteObject(const char* text, StoredObject* obj);
+  std::string Savepoint(const char* verb, int level) const {
+    return std::string(verb) + " u" + std::to_string(level);
+  }
+
+  void CheckFile();
+  [[noreturn]] void Refuse(const std::string& why) const {
+    throw Exception(kStoreFailure, "database " + path + " " + why);
+  }
+
+  std::string path;
+  bool read_only;
+  ConnectionPtr db;  // declared before `statements`: destroyed after them
+  // Keyed by views of the SQL text kept by each statement itself.
+  std::unordered_map<std::string_view, StatementPtr> statements;
+  unsigned long run = 0;
+  int depth = 0;  // open updates (savepoints u0 .. u<depth-1>)
+  bool user_transaction = false;
+  bool opening = true;  // failures are reported as failures to open
+  ObjectFactory* factory = nullptr;
+};
+
+// One run of a cached statement: binds, steps, reads columns, and resets
+// the statement when it goes out of scope.  Text and blobs are bound
+// without copying, so what is bound must outlive the Query (temporaries
+// are refused at compile time).
+class IRDB::Impl::Query {
+ public:
+  Query(Impl& impl, std::string_view text, const std::string& key = kNoKey)
+      : impl_(impl), stmt_(impl.Prepare(text)), key_(key) {
+    ++impl.run;
+  }
+  Query(Impl&, std::string_view, std::string&&) = delete;
+  ~Query() { sqlite3_reset(stmt_); }
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+
+  Query& Bind(int index, const std::string& text) {
+    return Check(sqlite3_bind_text(stmt_, index, text.data(),
+                                   static_cast<int>(text.size()),
+                                   SQLITE_STATIC));
+  }
+  Query& Bind(int index, std::string&&) = delete;
+  Query& Bind(int index, long long value) {
+    return Check(sqlite3_bind_int64(stmt_, index, value));
+  }
+  // A parent key: empty binds NULL (the root has no parent).
+  Query& BindParent(int index, const std::string& parent) {
+    return parent.empty() ? Check(sqlite3_bind_null(stmt_, index))
+                          : Bind(index, parent);
+  }
+  Query& BindBlob(int index, const std::vector<std::uint8_t>& bytes) {
+    // A null pointer would bind NULL; an empty body is a zero-length blob.
+    static const std::uint8_t kEmpty = 0;
+    return Check(
+        sqlite3_bind_blob(stmt_, index, bytes.empty() ? &kEmpty : bytes.data(),
+                          static_cast<int>(bytes.size()), SQLITE_STATIC));
+  }
+
+  // Steps: true when a row is available, false when done.
+  bool Next() {
+    const int rc = sqlite3_step(stmt_);
+    if (rc == SQLITE_ROW) return true;
+    if (rc == SQLITE_DONE) return false;
+    impl_.Fail(rc, key_);
+  }
+  void Run() {
+    while (Next()) {
+    }
+  }
+  // The first column of every row.
+  IdList Column0() {
+    IdList ids;
+    while (Next()) ids.push_back(Text(0));
+    return ids;
+  }
+  // Runs the statement and returns the number of rows it changed.
+  int Change() {
+    Run();
+    return sqlite3_changes(impl_.db.get());
+  }
+
+  bool Null(int col) const {
+    return sqlite3_column_type(stmt_, col) == SQLITE_NULL;
+  }
+  long long Int(int col) const { return sqlite3_column_int64(stmt_, col); }
+  std::string Text(int col) const {
+    const auto* text =
+        reinterpret_cast<const char*>(sqlite3_column_text(stmt_, col));
+    return text ? std::string(text, sqlite3_column_bytes(stmt_, col))
+                : std::string();
+  }
+  std::vector<std::uint8_t> Blob(int col) const {
+    const auto* data =
+        static_cast<const std::uint8_t*>(sqlite3_column_blob(stmt_, col));
+    return data ? std::vector<std::uint8_t>(
+                      data, data + sqlite3_column_bytes(stmt_, col))
+                : std::vector<std::uint8_t>();
+  }
+
+ private:
+  Query& Check(int rc) {
+    if (rc != SQLITE_OK) impl_.Fail(rc, key_);
+    return *this;
+  }
+
+  Impl& impl_;
+  sqlite3_stmt* stmt_;
+  const std::string& key_;
+};
+
+// Makes a change of several statements atomic, inside or outside updates:
+// a savepoint released by Commit() and rolled back when left without it.
+class IRDB::Impl::Atomic {
+ public:
+  explicit Atomic(Impl& impl) : impl_(impl) { impl_.Exec("SAVEPOINT op"); }
+  ~Atomic() {
+    if (done_) return;
+    try {
+      impl_.Exec("ROLLBACK TO op");
+      impl_.Exec("RELEASE op");
+    } catch (const Exception&) {
+      // SQLite already rolled the transaction back (Fail() noted it).
+    }
+  }
+  Atomic(const Atomic&) = delete;
+  Atomic& operator=(const Atomic&) = delete;
+  void Commit() {
+    impl_.Exec("RELEASE op");
+    done_ = true;
+  }
+
+ private:
+  Impl& impl_;
+  bool done_ = false;
+};
+
+IRDB::Impl::Impl(const char* file, Options options)
+    : path(file ? file : kDefaultPath), read_only(options.read_only) {
+  // (An empty file is refused by CheckFile.)
+  struct stat st;
+  if (read_only && stat(path.c_str(), &st) != 0) {
+    Refuse("does not exist");
+  }
+  const int flags = (read_only ? SQLITE_OPEN_READONLY
+                               : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) |
+                    SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+  sqlite3* raw = nullptr;
+  const int rc = sqlite3_open_v2(path.c_str(), &raw, flags, nullptr);
+  db.reset(raw);
+  if (rc != SQLITE_OK) {
+    if (!raw) throw Exception(kNoMemory, "cannot open database " + path);
+    Fail(rc, kNoKey);
+  }
+  sqlite3_extended_result_codes(db.get(), 1);
+  // A reader must not lock the file exclusively: its descriptor is
+  // read-only, and readers may share the file.
+  if (!read_only) Exec("PRAGMA locking_mode = EXCLUSIVE");
+  CheckFile();
+  if (!read_only) {
+    Query wal(*this, "PRAGMA journal_mode = WAL");
+    if (!wal.Next() || wal.Text(0) != "wal") {
+      Refuse("cannot be switched to WAL journal mode");
+    }
+  }  // `wal` is reset here
+  Exec("PRAGMA synchronous = NORMAL");
+  Exec("PRAGMA foreign_keys = ON");
+  Exec(sql::kDoomedTable);
+  opening = false;
+}
+
+// Reads the header and refuses anything that is not an intact database of
+// ours; creates the schema in an empty file.  Nothing is written to a
+// refused file.
+void IRDB::Impl::CheckFile() {
+  // Each query is reset (its read ended) before the next statement.
+  auto read_int = [this](const char* text) {
+    Query q(*this, text);
+    return q.Next() ? q.Int(0) : 0;
+  };
+  const long long app_id = read_int("PRAGMA application_id");  // first read
+  const long long user_version = read_int("PRAGMA user_version");
+  const long long schema_objects =
+      read_int("SELECT count(*) FROM sqlite_schema");
+
+  if (app_id == 0 && user_version == 0 && schema_objects == 0) {
+    if (read_only) Refuse("is empty");
+    ++run;
+    // On failure, closing the connection rolls the schema back.
+    const int rc =
+        sqlite3_exec(db.get(), SchemaSql().c_str(), nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) Fail(rc, kNoKey);
+    return;
+  }
+
+  std::string problems;
+  {
+    Query check(*this, "PRAGMA quick_check");
+    while (check.Next()) {
+      std::string line = check.Text(0);
+      if (line == "ok") continue;
+      for (char& c : line) c = c == '\n' ? ' ' : c;
+      problems += (problems.empty() ? "" : "; ") + line;
+    }
+  }
+  if (!problems.empty()) Refuse("is damaged: " + problems);
+
+  if (app_id != kApplicationId) {
+    Refuse("is not an interface repository database");
+  }
+  if (user_version > kFormatVersion) {
+    Refuse("was written by a newer version (format " +
+           std::to_string(user_version) + ", this one reads " +
+           std::to_string(kFormatVersion) + ")");
+  }
+  if (user_version != kFormatVersion) {
+    Refuse("is not an interface repository database (format " +
+           std::to_string(user_version) + ")");
+  }
+  if (read_int("SELECT count(*) FROM sqlite_schema WHERE type = 'table'"
+               " AND name IN ('record', 'link')") != 2) {
+    Refuse("is damaged: tables are missing");
+  }
+}
+
+sqlite3_stmt* IRDB::Impl::Prepare(std::string_view text) {
+  const auto found = statements.find(text);
+  if (found != statements.end()) return found->second.get();
+  sqlite3_stmt* raw = nullptr;
+  const int rc =
+      sqlite3_prepare_v3(db.get(), text.data(), static_cast<int>(text.size()),
+                         SQLITE_PREPARE_PERSISTENT, &raw, nullptr);
+  StatementPtr stmt(raw);
+  if (rc != SQLITE_OK) Fail(rc, kNoKey);
+  std::string_view key(sqlite3_sql(raw));
+  assert(key == text);  // one statement, no trailing text
+  statements.emplace(key, std::move(stmt));
+  return raw;
+}
+
+void IRDB::Impl::Fail(int rc, const std::string& key) {
+  const std::string message = sqlite3_errmsg(db.get());
+  // Some failures (I/O error, full disk, out of memory) make SQLite roll
+  // the whole transaction back; the open updates went with it.
+  if (sqlite3_get_autocommit(db.get())) {
+    depth = 0;
+    user_transaction = false;
+  }
+  std::string text;
+  if (opening) {
+    switch (rc & 0xff) {
+      case SQLITE_BUSY:
+      case SQLITE_LOCKED:
+        text = "database " + path + " is in use by another process";
+        break;
+      case SQLITE_NOTADB:
+        text = path + " is not a database (" + message + ")";
+        break;
+      case SQLITE_CORRUPT:
+        text = "database " + path + " is damaged: " + message;
+        break;
+      default:
+        text = "cannot open database " + path + ": " + message;
+    }
+  } else {
+    text = message + (key.empty() ? "" : " (key " + key + ")");
+  }
+  throw Exception(StoreCode(rc), text);
+}
+
+void IRDB::Impl::Exec(std::string_view text) { Query(*this, text).Run(); }
+
+void IRDB::Impl::RequireWritable() const {
+  if (read_only) {
+    throw Exception(kReadOnly, "database " + path + " is open read-only");
+  }
+}
+
+void IRDB::Impl::WriteObject(const char* text, StoredObject* obj) {
+  RequireWritable();
+  if (!obj) throw Exception(kBadState, "no object to write");
+  const std::string id = obj->store_key(), name = obj->store_name(),
+                    parent = obj->store_parent();
+  const std::vector<std::uint8_t> body = obj->store_body();
+  Query q(*this, text, id);
+  q.Bind(1, id).Bind(2, obj->store_kind()).Bind(3, name);
+  q.BindParent(4, parent).BindBlob(5, body).Run();
+}
+
+// --- IRDB --------------------------------------------------------------------
+
+IRDB::IRDB(const char* path) : IRDB(path, Options()) {}
+
+IRDB::IRDB(const char* path, Options options)
+    : impl_(std::make_unique<Impl>(path, options)) {}
+
+// Closing with an update or user transaction still open discards it.
+IRDB::~IRDB() = default;
+
+const std::string& IRDB::path() const { return impl_->path; }
+
+unsigned long IRDB::statements_run() const { return impl_->run; }
+
+std::vector<std::string> IRDB::query_plans() {
+  std::vector<std::string> plans;
+  for (const char* text : sql::kAll) {
+    // Prepared apart from the cache: diagnostics only.
+    const std::string explain = std::string("EXPLAIN QUERY PLAN ") + text;
+    sqlite3_stmt* raw = nullptr;
+    int rc =
+        sqlite3_prepare_v2(impl_->db.get(), explain.c_str(), -1, &raw, nullptr);
+    const StatementPtr plan(raw);
+    if (rc != SQLITE_OK) impl_->Fail(rc, kNoKey);
+    for (int i = 1; i <= sqlite3_bind_parameter_count(raw); ++i) {
+      sqlite3_bind_int(raw, i, 1);
+    }
+    std::string out = text;
+    while ((rc = sqlite3_step(raw)) == SQLITE_ROW) {
+      out += "\n  ";
+      out += reinterpret_cast<const char*>(sqlite3_column_text(raw, 3));
+    }
+    if (rc != SQLITE_DONE) impl_->Fail(rc, kNoKey);
+    plans.push_back(std::move(out));
+  }
+  return plans;
+}
+
+// --- updates and user transactions -------------------------------------------
+
+void IRDB::IRBeginUpdate() {
+  impl_->RequireWritable();
+  impl_->Exec(impl_->Savepoint("SAVEPOINT", impl_->depth));
+  ++impl_->depth;
+}
+
+void IRDB::IREndUpdate() {
+  impl_->RequireWritable();
+  if (impl_->depth == 0) throw Exception(kBadState, "no update is open");
+  // On failure the update stays open (unless SQLite rolled it back).
+  impl_->Exec(impl_->Savepoint("RELEASE", impl_->depth - 1));
+  --impl_->depth;
+}
+
+void IRDB::IRCancelUpdate() {
+  impl_->RequireWritable();
+  if (impl_->depth == 0) throw Exception(kBadState, "no update is open");
+  const int level = impl_->depth - 1;
+  impl_->Exec(impl_->Savepoint("ROLLBACK TO", level));
+  impl_->Exec(impl_->Savepoint("RELEASE", level));
+  --impl_->depth;
+}
+
+void IRDB::IRBeginUserTransaction() {
+  impl_->RequireWritable();
+  if (impl_->user_transaction) {
+    throw Exception(kBadState, "a user transaction is already open");
+  }
+  if (impl_->depth > 0) {
+    throw Exception(kBadState, "a user transaction cannot begin in an update");
+  }
+  impl_->Exec("BEGIN IMMEDIATE");
+  impl_->user_transaction = true;
+}
+
+void IRDB::IREndUserTransaction() {
+  impl_->RequireWritable();
+  if (!impl_->user_transaction) {
+    throw Exception(kBadState, "no user transaction is open");
+  }
+  if (impl_->depth > 0) {
+    throw Exception(kBadState, "updates are still open in the transaction");
+  }
+  impl_->Exec("COMMIT");
+  impl_->user_transaction = false;
+}
+
+void IRDB::IRCancelUserTransaction() {
+  impl_->RequireWritable();
+  if (!impl_->user_transaction) {
+    throw Exception(kBadState, "no user transaction is open");
+  }
+  // Rolls back the updates still open in it as well.
+  impl_->Exec("ROLLBACK");
+  impl_->user_transaction = false;
+  impl_->depth = 0;
+}
+
+bool IRDB::IRInUserTransaction() const { return impl_->user_transaction; }
+
+bool IRDB::IRReadOnly() const { return impl_->read_only; }
+
+// --- servants ----------------------------------------------------------------
+
+void IRDB::set_factory(ObjectFactory* factory) { impl_->factory = factory; }
+
+void IRDB::IRStoreObject(StoredObject* obj) {
+  impl_->WriteObject(sql::kUpsert, obj);
+}
+
+void IRDB::IRInsertObject(StoredObject* obj) {
+  impl_->WriteObject(sql::kInsert, obj);
+}
+
+StoredObject* IRDB::IRFindObject(const StoreHandle& h) {
+  if (!impl_->factory) throw Exception(kBadState, "no object factory is set");
+  const std::string& id = h.key_string();
+  if (StoredObject* cached = impl_->factory->cached(id)) return cached;
+  StoreRecord record;
+  // The statement is reset before make(), which may call the store again.
+  if (!IRReadRecord(id, record)) return nullptr;
+  return impl_->factory->make(record.kind, record.name, id, record.body);
+}
+
+void IRDB::IRObjectOp(const StoreHandle& h) {
+  if (!IRExists(h)) {
+    throw Exception(kNoSuchRecord, "no record " + h.key_string());
+  }
+}
+
+void IRDB::IRAddContained(const StoreHandle& obj,
+                          const StoreHandle& container) {
+  impl_->RequireWritable();
+  Impl::Query q(*impl_, sql::kSetParent, obj.key_string());
+  q.Bind(1, obj.key_string()).BindParent(2, container.key_string());
+  if (q.Change() == 0) {
+    throw Exception(kNoSuchRecord, "no record " + obj.key_string());
+  }
+}
+
+// --- single records ----------------------------------------------------------
+
+bool IRDB::IRExists(const StoreHandle& h) {
+  Impl::Query q(*impl_, sql::kExists, h.key_string());
+  return q.Bind(1, h.key_string()).Next();
+}
+
+bool IRDB::IRReadRecord(const std::string& id, StoreRecord& out) {
+  Impl::Query q(*impl_, sql::kSelectRecord, id);
+  if (!q.Bind(1, id).Next()) return false;
+  out.id = id;
+  out.kind = static_cast<int>(q.Int(0));
+  out.name = q.Text(1);
+  out.parent = q.Text(2);
+  out.body = q.Blob(3);
+  return true;
+}
+
+int IRDB::IRKindOf(const StoreHandle& h) {
+  Impl::Query q(*impl_, sql::kSelectHeader, h.key_string());
+  if (!q.Bind(1, h.key_string()).Next()) {
+    throw Exception(kNoSuchRecord, "no record " + h.key_string());
+  }
+  return static_cast<int>(q.Int(0));
+}
+
+std::string IRDB::IRNameOf(const StoreHandle& h) {
+  Impl::Query q(*impl_, sql::kSelectHeader, h.key_string());
+  if (!q.Bind(1, h.key_string()).Next()) {
+    throw Exception(kNoSuchRecord, "no record " + h.key_string());
+  }
+  return q.Text(1);
+}
+
+std::unique_ptr<StoreHandle> IRDB::IRParentOf(const StoreHandle& h) {
+  Impl::Query q(*impl_, sql::kSelectHeader, h.key_string());
+  if (!q.Bind(1, h.key_string()).Next()) {
+    throw Exception(kNoSuchRecord, "no record " + h.key_string());
+  }
+  if (q.Null(2)) return nullptr;
+  return std::make_unique<StoreHandle>(q.Text(2));
+}
+
+std::unique_ptr<StoreHandle> IRDB::IRChildByName(const StoreHandle& container,
+                                                 const std::string& name) {
+  Impl::Query q(*impl_, sql::kChildByName, container.key_string());
+  if (!q.Bind(1, container.key_string()).Bind(2, name).Next()) return nullptr;
+  return std::make_unique<StoreHandle>(q.Text(0));
+}
+
+bool IRDB::IRNameInContents(const StoreHandle& container,
+                            const std::string& name) {
+  Impl::Query q(*impl_, sql::kNameInContents, container.key_string());
+  return q.Bind(1, container.key_string()).Bind(2, name).Next();
+}
+
+// --- lists -------------------------------------------------------------------
+
+IdList IRDB::IRChildren(const StoreHandle& container, int limit_kind) {
+  return IRContents(container, limit_kind, true, -1);
+}
+
+IdList IRDB::IRContents(const StoreHandle& container, int limit_kind,
+                        bool exclude_inherited, long max) {
+  Impl::Query q(*impl_,
+                exclude_inherited ? sql::kChildren : sql::kContentsInherited,
+                container.key_string());
+  q.Bind(1, container.key_string()).Bind(2, limit_kind).Bind(3, max);
+  return q.Column0();
+}
+
+IdList IRDB::IRLookupName(const StoreHandle& container, const std::string& name,
+                          long levels, int limit_kind, bool exclude_inherited) {
+  if (levels == 0) return {};  // no level to search
+  Impl::Query q(*impl_, levels < 0 ? sql::kLookupAll : sql::kLookupLevels,
+                container.key_string());
+  q.Bind(1, container.key_string()).Bind(2, name).Bind(3, levels);
+  q.Bind(4, limit_kind).Bind(5, exclude_inherited ? 1 : 0);
+  return q.Column0();
+}
+
+IdList IRDB::IRInheritedName(const StoreHandle& container,
+                             const std::string& name, int kind) {
+  Impl::Query q(*impl_, sql::kInheritedName, container.key_string());
+  q.Bind(1, container.key_string()).Bind(2, name).Bind(3, kind);
+  return q.Column0();
+}
+
+IdList IRDB::IRSubtree(const StoreHandle& h) {
+  // The query returns the subtree in creation order; a parent may be
+  // younger than its children (IRAddContained), so the order "parents
+  // first" is made here: depth-first, children in creation order.
+  std::unordered_map<std::string, std::vector<std::string>> children;
+  bool exists = false;
+  {
+    Impl::Query q(*impl_, sql::kSubtree, h.key_string());
+    q.Bind(1, h.key_string());
+    while (q.Next()) {
+      std::string id = q.Text(0);
+      // On a cycle of parents h is someone's child: it stays the top.
+      if (id == h.key_string()) {
+        exists = true;
+      } else {
+        children[q.Text(1)].push_back(std::move(id));
+      }
+    }
+  }
+  IdList ids;
+  if (!exists) return ids;
+  std::vector<std::string> pending{h.key_string()};
+  while (!pending.empty()) {
+    std::string id = std::move(pending.back());
+    pending.pop_back();
+    const auto found = children.find(id);
+    if (found != children.end()) {
+      pending.insert(pending.end(), found->second.rbegin(),
+                     found->second.rend());
+    }
+    ids.push_back(std::move(id));
+  }
+  return ids;
+}
+
+IdList IRDB::IRReferring(const StoreHandle& h, int link_kind) {
+  Impl::Query q(*impl_, sql::kReferring, h.key_string());
+  q.Bind(1, h.key_string()).Bind(2, link_kind);
+  return q.Column0();
+}
+
+IdList IRDB::IRDerived(const StoreHandle& h) {
+  return IRReferring(h, kInheritLink);
+}
+
+IdList IRDB::IRBases(const StoreHandle& h) {
+  Impl::Query q(*impl_, sql::kBases, h.key_string());
+  q.Bind(1, h.key_string());
+  return q.Column0();
+}
+
+IdList IRDB::IRFindObjects(const std::string& pattern,
+                           const std::vector<int>& kinds, bool match_ids,
+                           const StoreHandle* scope) {
+  // The kinds as ",k1,k2,"; empty (or dk_all among them) accepts all.
+  std::string accepted;
+  for (int kind : kinds) {
+    if (kind == kAllKinds) {
+      accepted.clear();
+      break;
+    }
+    accepted += (accepted.empty() ? "," : "") + std::to_string(kind) + ",";
+  }
+  const char* text =
+      scope ? (match_ids ? sql::kFindByIdBelow : sql::kFindByNameBelow)
+            : (match_ids ? sql::kFindById : sql::kFindByName);
+  Impl::Query q(*impl_, text, scope ? scope->key_string() : kNoKey);
+  q.Bind(1, pattern).Bind(2, accepted);
+  if (scope) q.Bind(3, scope->key_string());
+  return q.Column0();
+}
+
+// --- links -------------------------------------------------------------------
+
+void IRDB::IRAddUse(const StoreHandle& user, const StoreHandle& used) {
+  impl_->RequireWritable();
+  Impl::Query q(*impl_, sql::kAddUse, user.key_string());
+  q.Bind(1, user.key_string()).Bind(2, used.key_string()).Run();
+}
+
+void IRDB::IRRemoveUse(const StoreHandle& user, const StoreHandle& used) {
+  impl_->RequireWritable();
+  Impl::Query q(*impl_, sql::kRemoveUse, user.key_string());
+  q.Bind(1, user.key_string()).Bind(2, used.key_string()).Run();
+}
+
+void IRDB::IRAddInherit(const StoreHandle& derived, const StoreHandle& base) {
+  impl_->RequireWritable();
+  Impl::Query q(*impl_, sql::kAddInherit, derived.key_string());
+  q.Bind(1, derived.key_string()).Bind(2, base.key_string()).Run();
+}
+
+void IRDB::IRRemoveInherit(const StoreHandle& derived,
+                           const StoreHandle& base) {
+  impl_->RequireWritable();
+  Impl::Query q(*impl_, sql::kRemoveInherit, derived.key_string());
+  q.Bind(1, derived.key_string()).Bind(2, base.key_string()).Run();
+}
+
+bool IRDB::IRIsA(const StoreHandle& h, const std::string& target_id) {
+  if (h.key_string() == target_id) return true;
+  Impl::Query q(*impl_, sql::kIsA, h.key_string());
+  return q.Bind(1, h.key_string()).Bind(2, target_id).Next();
+}
+
+// --- changes -----------------------------------------------------------------
+
+void IRDB::IRReKey(const StoreHandle& from, const StoreHandle& to) {
+  impl_->RequireWritable();
+  if (IRExists(to)) {
+    throw Exception(kDuplicateId, "record " + to.key_string() + " exists");
+  }
+  Impl::Query q(*impl_, sql::kReKey, from.key_string());
+  q.Bind(1, from.key_string()).Bind(2, to.key_string());
+  if (q.Change() == 0) {
+    throw Exception(kNoSuchRecord, "no record " + from.key_string());
+  }
+}
+
+void IRDB::IRRename(const StoreHandle& h, const std::string& name) {
+  impl_->RequireWritable();
+  Impl::Query q(*impl_, sql::kRename, h.key_string());
+  q.Bind(1, h.key_string()).Bind(2, name);
+  if (q.Change() == 0) {
+    throw Exception(kNoSuchRecord, "no record " + h.key_string());
+  }
+}
+
+void IRDB::IRRemove(const StoreHandle& h) {
+  impl_->RequireWritable();
+  Impl& impl = *impl_;
+  Impl::Atomic atomic(impl);
+  // `doomed` is empty here: cleared at the end, or rolled back.
+  {
+    Impl::Query fill(impl, sql::kDoomedFill, h.key_string());
+    if (fill.Bind(1, h.key_string()).Change() == 0) {
+      throw Exception(kNoSuchRecord, "no record " + h.key_string());
+    }
+  }
+  impl.Exec(sql::kDoomedLinksFrom);
+  impl.Exec(sql::kDoomedLinksTo);
+  impl.Exec(sql::kDoomedDetach);
+  impl.Exec(sql::kDoomedDelete);
+  impl.Exec(sql::kDoomedClear);
+  atomic.Commit();
+}

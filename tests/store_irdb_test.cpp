@@ -1,0 +1,855 @@
+// Tests of IRDB: records, updates and transactions, queries and the
+// integrity of its database file.
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <regex>
+
+#include "failing_store.h"
+#include "gtest/gtest.h"
+#include "store/irdb.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+// A few definition kinds; the store only compares them.
+constexpr int kAll = 1, kAttribute = 2, kInterface = 5, kModule = 6,
+              kOperation = 7, kStruct = 10, kRepository = 17;
+
+class FakeObject : public StoredObject {
+ public:
+  FakeObject(std::string id, int kind, std::string name, std::string parent,
+             Bytes body = {})
+      : id(std::move(id)),
+        kind(kind),
+        name(std::move(name)),
+        parent(std::move(parent)),
+        body(std::move(body)) {}
+  std::string store_key() const override { return id; }
+  int store_kind() const override { return kind; }
+  std::string store_name() const override { return name; }
+  std::string store_parent() const override { return parent; }
+  Bytes store_body() override { return body; }
+  void store_add_ref() override { ++refs; }
+  void store_release() override { --refs; }
+
+  std::string id;
+  int kind;
+  std::string name, parent;
+  Bytes body;
+  int refs = 1;
+};
+
+// Builds FakeObjects from records and caches them, as the repository does.
+class FakeFactory : public ObjectFactory {
+ public:
+  StoredObject* cached(const std::string& id) override {
+    const auto found = objects.find(id);
+    if (found == objects.end()) return nullptr;
+    found->second->store_add_ref();
+    return found->second.get();
+  }
+  StoredObject* make(int kind, const std::string& name, const std::string& id,
+                     const Bytes& body) override {
+    ++made;
+    auto& obj = objects[id];
+    obj = std::make_unique<FakeObject>(id, kind, name, "", body);
+    return obj.get();  // the cache's reference goes to the caller
+  }
+  std::map<std::string, std::unique_ptr<FakeObject>> objects;
+  int made = 0;
+};
+
+StoreHandle H(const std::string& id) { return StoreHandle(id); }
+
+// The exception `f` throws; code 0 when it throws none.
+IRStore::Exception Thrown(const std::function<void()>& f) {
+  try {
+    f();
+  } catch (const IRStore::Exception& e) {
+    return e;
+  }
+  return IRStore::Exception(0, "nothing thrown");
+}
+
+Bytes ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+void WriteAt(const std::string& path, long offset, const Bytes& bytes) {
+  std::fstream out(path, std::ios::binary | std::ios::in | std::ios::out);
+  out.seekp(offset);
+  out.write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+// Runs SQL on a database file with SQLite directly (no IRDB open).
+void RawSql(const std::string& path, const std::string& sql) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+      << sqlite3_errmsg(db);
+  sqlite3_close(db);
+}
+
+class StoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "irdb.XXXXXX");
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+    path_ = dir_ + "/ir.db";
+    Open();
+    Add("root", "", kRepository);
+  }
+  void TearDown() override {
+    db_.reset();
+    fs::remove_all(dir_);
+  }
+  void Open(IRDB::Options options = IRDB::Options()) {
+    db_.reset();
+    db_ = std::make_unique<IRDB>(path_.c_str(), options);
+  }
+  // Inserts a record named after the last part of its id ("a/b" -> "b").
+  void Add(const std::string& id, const std::string& parent = "root",
+           int kind = kModule, Bytes body = {}) {
+    FakeObject obj(id, kind, id.substr(id.rfind('/') + 1), parent,
+                   std::move(body));
+    db_->IRInsertObject(&obj);
+  }
+  // Everything observable about the store, records in creation order.
+  std::string Snapshot() {
+    std::string out;
+    for (const auto& id : db_->IRFindObjects("*", {}, true, nullptr)) {
+      StoreRecord r;
+      EXPECT_TRUE(db_->IRReadRecord(id, r));
+      out += id + " " + std::to_string(r.kind) + " " + r.name + " ^" +
+             r.parent + " " + std::string(r.body.begin(), r.body.end());
+      for (const auto& b : db_->IRBases(H(id))) out += " :" + b;
+      for (const auto& u : db_->IRReferring(H(id), IRStore::kUseLink)) {
+        out += " <" + u;
+      }
+      out += "\n";
+    }
+    return out;
+  }
+
+  std::string dir_, path_;
+  std::unique_ptr<IRDB> db_;
+};
+
+// --- records -----------------------------------------------------------------
+
+TEST_F(StoreTest, InsertThenReadEveryField) {
+  const Bytes body = {0, 1, 0xff, 0};  // binary, with zero bytes
+  Add("m", "root", kModule, body);
+  Add("m/s", "m", kStruct);  // empty body
+
+  StoreRecord r;
+  ASSERT_TRUE(db_->IRReadRecord("m", r));
+  EXPECT_EQ(r.id, "m");
+  EXPECT_EQ(r.kind, kModule);
+  EXPECT_EQ(r.name, "m");
+  EXPECT_EQ(r.parent, "root");
+  EXPECT_EQ(r.body, body);
+  ASSERT_TRUE(db_->IRReadRecord("m/s", r));
+  EXPECT_TRUE(r.body.empty());
+  ASSERT_TRUE(db_->IRReadRecord("root", r));
+  EXPECT_EQ(r.parent, "");
+  EXPECT_FALSE(db_->IRReadRecord("nope", r));
+
+  EXPECT_EQ(db_->IRKindOf(H("m/s")), kStruct);
+  EXPECT_EQ(db_->IRNameOf(H("m/s")), "s");
+  EXPECT_EQ(db_->IRParentOf(H("m/s"))->key_string(), "m");
+  EXPECT_EQ(db_->IRParentOf(H("root")), nullptr);
+  EXPECT_TRUE(db_->IRExists(H("m")));
+  EXPECT_FALSE(db_->IRExists(H("M")));
+  EXPECT_EQ(db_->IRChildByName(H("m"), "s")->key_string(), "m/s");
+  EXPECT_EQ(db_->IRChildByName(H("m"), "S"), nullptr);
+}
+
+TEST_F(StoreTest, MissingRecordIsReportedByEveryQueryOfOne) {
+  const std::vector<std::function<void()>> calls = {
+      [&] { db_->IRKindOf(H("x")); },
+      [&] { db_->IRNameOf(H("x")); },
+      [&] { db_->IRParentOf(H("x")); },
+      [&] { db_->IRObjectOp(H("x")); },
+      [&] { db_->IRRename(H("x"), "y"); },
+      [&] { db_->IRRemove(H("x")); },
+      [&] { db_->IRAddContained(H("x"), H("root")); },
+  };
+  for (size_t i = 0; i < calls.size(); ++i) {
+    const auto e = Thrown(calls[i]);
+    EXPECT_EQ(e.code(), IRStore::kNoSuchRecord) << "call " << i;
+    EXPECT_NE(e.text().find("x"), std::string::npos) << e.text();
+  }
+  EXPECT_NO_THROW(db_->IRObjectOp(H("root")));
+}
+
+TEST_F(StoreTest, InsertRefusesDuplicateAndMissingParent) {
+  Add("m");
+  auto e = Thrown([&] { Add("m"); });
+  EXPECT_EQ(e.code(), IRStore::kDuplicateId);
+  EXPECT_NE(e.text().find("UNIQUE"), std::string::npos) << e.text();
+  EXPECT_NE(e.text().find("key m"), std::string::npos) << e.text();
+  e = Thrown([&] { Add("orphan", "nowhere"); });
+  EXPECT_EQ(e.code(), IRStore::kNoSuchRecord);
+  EXPECT_NE(e.text().find("orphan"), std::string::npos) << e.text();
+  EXPECT_FALSE(db_->IRExists(H("orphan")));
+  // Links to missing records are refused the same way.
+  EXPECT_EQ(Thrown([&] { db_->IRAddUse(H("m"), H("nope")); }).code(),
+            IRStore::kNoSuchRecord);
+  EXPECT_EQ(Thrown([&] { db_->IRAddContained(H("m"), H("nope")); }).code(),
+            IRStore::kNoSuchRecord);
+}
+
+TEST_F(StoreTest, StoreObjectUpsertsKeepingPosition) {
+  Add("a");
+  Add("b");
+  Add("c", "a");
+  FakeObject a("a", kInterface, "renamed", "b", {'x'});
+  db_->IRStoreObject(&a);
+  FakeObject d("d", kStruct, "d", "root", {'y'});
+  db_->IRStoreObject(&d);  // new: inserted after the others
+
+  StoreRecord r;
+  ASSERT_TRUE(db_->IRReadRecord("a", r));
+  EXPECT_EQ(r.kind, kInterface);
+  EXPECT_EQ(r.name, "renamed");
+  EXPECT_EQ(r.parent, "b");
+  EXPECT_EQ(r.body, Bytes{'x'});
+  EXPECT_EQ(db_->IRFindObjects("*", {}, true, nullptr),
+            (IdList{"root", "a", "b", "c", "d"}));
+  EXPECT_EQ(db_->IRChildren(H("a"), kAll), IdList{"c"});  // kept
+  a.parent = "missing";
+  EXPECT_EQ(Thrown([&] { db_->IRStoreObject(&a); }).code(),
+            IRStore::kNoSuchRecord);
+}
+
+TEST_F(StoreTest, FindObjectBuildsOnceThenUsesTheCache) {
+  EXPECT_EQ(Thrown([&] { db_->IRFindObject(H("root")); }).code(),
+            IRStore::kBadState);
+  FakeFactory factory;
+  db_->set_factory(&factory);
+  Add("m", "root", kModule, {'b'});
+
+  StoredObject* first = db_->IRFindObject(H("m"));
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(factory.made, 1);
+  EXPECT_EQ(first->store_kind(), kModule);
+  EXPECT_EQ(first->store_name(), "m");
+  EXPECT_EQ(first->store_body(), Bytes{'b'});
+  EXPECT_EQ(db_->IRFindObject(H("m")), first);
+  EXPECT_EQ(factory.made, 1);
+  EXPECT_EQ(factory.objects["m"]->refs, 2);
+  EXPECT_EQ(db_->IRFindObject(H("none")), nullptr);
+  EXPECT_EQ(factory.made, 1);
+}
+
+TEST_F(StoreTest, SingleRecordCallsRunOneStatement) {
+  Add("m");
+  const std::vector<std::function<void()>> calls = {
+      [&] { db_->IRExists(H("m")); },
+      [&] { db_->IRKindOf(H("m")); },
+      [&] { db_->IRChildByName(H("root"), "m"); },
+      [&] { db_->IRContents(H("root"), kAll, false, -1); },
+      [&] { db_->IRRename(H("m"), "n"); },
+  };
+  for (size_t i = 0; i < calls.size(); ++i) {
+    const unsigned long before = db_->statements_run();
+    calls[i]();
+    EXPECT_EQ(db_->statements_run() - before, 1u) << "call " << i;
+  }
+}
+
+// --- updates and user transactions -------------------------------------------
+
+TEST_F(StoreTest, CancellingAnInnerUpdateKeepsTheOuterOne) {
+  db_->IRBeginUpdate();
+  Add("a");
+  const std::string outer = Snapshot();
+  db_->IRBeginUpdate();
+  Add("b");
+  db_->IRRename(H("a"), "z");
+  db_->IRAddUse(H("b"), H("a"));
+  db_->IRCancelUpdate();
+  EXPECT_EQ(Snapshot(), outer);
+  db_->IREndUpdate();
+  Open();
+  EXPECT_EQ(Snapshot(), outer);
+}
+
+TEST_F(StoreTest, CancelRestoresExactlyThePreviousState) {
+  Add("m");
+  Add("m/i", "m", kInterface, {'1'});
+  Add("m/j", "m", kInterface);
+  Add("m/i/op", "m/i", kOperation);
+  Add("n");
+  db_->IRAddInherit(H("m/i"), H("m/j"));
+  db_->IRAddUse(H("m/i/op"), H("n"));
+  db_->IRAddUse(H("m/i/op"), H("n"));
+  const std::string before = Snapshot();
+
+  db_->IRBeginUpdate();
+  db_->IRBeginUpdate();
+  Add("m/k", "m", kStruct);
+  db_->IRRemoveUse(H("m/i/op"), H("n"));
+  db_->IRReKey(H("m/i"), H("m/i2"));
+  db_->IRAddInherit(H("m/i2"), H("m/k"));
+  db_->IREndUpdate();
+  FakeObject changed("n", kStruct, "nn", "m", {'2'});
+  db_->IRStoreObject(&changed);
+  db_->IRRemove(H("m/j"));
+  db_->IRAddContained(H("m/k"), H("root"));
+  ASSERT_NE(Snapshot(), before);
+  db_->IRCancelUpdate();
+  EXPECT_EQ(Snapshot(), before);
+  // Both use links are back: one removal leaves the other.
+  db_->IRRemoveUse(H("m/i/op"), H("n"));
+  EXPECT_EQ(db_->IRReferring(H("n"), 0), IdList{"m/i/op"});
+}
+
+TEST_F(StoreTest, ProtocolViolationsAreBadState) {
+  struct Case {
+    const char* what;
+    std::function<void()> setup, call;
+  };
+  const Case cases[] = {
+      {"end without update", [] {}, [&] { db_->IREndUpdate(); }},
+      {"cancel without update", [] {}, [&] { db_->IRCancelUpdate(); }},
+      {"end without transaction", [] {}, [&] { db_->IREndUserTransaction(); }},
+      {"cancel without transaction", [] {},
+       [&] { db_->IRCancelUserTransaction(); }},
+      {"second begin", [&] { db_->IRBeginUserTransaction(); },
+       [&] { db_->IRBeginUserTransaction(); }},
+      {"begin inside update", [&] { db_->IRBeginUpdate(); },
+       [&] { db_->IRBeginUserTransaction(); }},
+      {"end with open update",
+       [&] {
+         db_->IRBeginUserTransaction();
+         db_->IRBeginUpdate();
+       },
+       [&] { db_->IREndUserTransaction(); }},
+  };
+  for (const auto& c : cases) {
+    Open();
+    c.setup();
+    EXPECT_EQ(Thrown(c.call).code(), IRStore::kBadState) << c.what;
+  }
+}
+
+TEST_F(StoreTest, UserTransactionEnclosesUpdates) {
+  db_->IRBeginUserTransaction();
+  EXPECT_TRUE(db_->IRInUserTransaction());
+  db_->IRBeginUpdate();
+  Add("kept");
+  db_->IREndUpdate();
+  db_->IREndUserTransaction();
+  EXPECT_FALSE(db_->IRInUserTransaction());
+
+  // Cancelling discards updates ended inside it and those still open.
+  db_->IRBeginUserTransaction();
+  db_->IRBeginUpdate();
+  Add("ended");
+  db_->IREndUpdate();
+  db_->IRBeginUpdate();
+  db_->IRBeginUpdate();
+  Add("open");
+  db_->IRCancelUserTransaction();
+  EXPECT_FALSE(db_->IRInUserTransaction());
+  EXPECT_EQ(Thrown([&] { db_->IREndUpdate(); }).code(), IRStore::kBadState);
+  Add("after");  // autocommit again
+  Open();
+  EXPECT_EQ(db_->IRChildren(H("root"), kAll), (IdList{"kept", "after"}));
+}
+
+TEST_F(StoreTest, ReopenKeepsCommittedDataAndDropsOpenUpdates) {
+  Add("committed", "root", kModule, {'c'});
+  db_->IRBeginUpdate();
+  Add("pending");
+  Open();
+  StoreRecord r;
+  EXPECT_TRUE(db_->IRReadRecord("committed", r));
+  EXPECT_EQ(r.body, Bytes{'c'});
+  EXPECT_FALSE(db_->IRExists(H("pending")));
+}
+
+// A child process commits an update, leaves another open and dies without
+// closing the store (_exit, or kill -9); the commit must be on disk, the
+// open update not.
+TEST_F(StoreTest, CommitSurvivesTheDeathOfTheProcess) {
+  db_.reset();
+  for (const bool kill_hard : {false, true}) {
+    const std::string path = dir_ + (kill_hard ? "/killed.db" : "/exited.db");
+    const pid_t pid = fork();
+    ASSERT_NE(pid, -1);
+    if (pid == 0) {
+      try {
+        IRDB* db = new IRDB(path.c_str());  // never closed: the child dies
+        FakeObject root("root", kRepository, "", ""),
+            a("a", kModule, "a", "root"), b("b", kModule, "b", "root");
+        db->IRInsertObject(&root);
+        db->IRBeginUpdate();
+        db->IRInsertObject(&a);
+        db->IREndUpdate();
+        db->IRBeginUpdate();
+        db->IRInsertObject(&b);
+      } catch (...) {
+        _exit(2);
+      }
+      if (kill_hard) kill(getpid(), SIGKILL);
+      _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    if (kill_hard) {
+      ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+    } else {
+      ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    IRDB db(path.c_str());
+    EXPECT_TRUE(db.IRExists(H("a"))) << path;
+    EXPECT_FALSE(db.IRExists(H("b"))) << path;
+  }
+}
+
+TEST_F(StoreTest, SecondOpenerIsBusy) {
+  // Same process: a second connection.
+  auto e = Thrown([&] { IRDB other(path_.c_str()); });
+  EXPECT_EQ(e.code(), IRStore::kBusy);
+  EXPECT_NE(e.text().find("is in use by another process"), std::string::npos)
+      << e.text();
+  EXPECT_EQ(
+      Thrown([&] { IRDB other(path_.c_str(), IRDB::Options{true}); }).code(),
+      IRStore::kBusy);
+
+  // Another process, forked before this one opens the file.
+  db_.reset();
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t pid = fork();
+  ASSERT_NE(pid, -1);
+  if (pid == 0) {
+    char c;
+    if (read(ready[0], &c, 1) != 1) _exit(3);
+    const auto e = Thrown([&] { IRDB other(path_.c_str()); });
+    _exit(e.code() == IRStore::kBusy &&
+                  e.text().find("in use by another process") !=
+                      std::string::npos
+              ? 0
+              : 1);
+  }
+  Open();
+  ASSERT_EQ(write(ready[1], "x", 1), 1);
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  close(ready[0]);
+  close(ready[1]);
+}
+
+// --- the database file -------------------------------------------------------
+
+// Files that are not intact databases of ours are refused with a message
+// that says why, and are left exactly as they were.
+TEST_F(StoreTest, RefusesFilesThatAreNotOurs) {
+  for (int i = 0; i < 60; ++i)
+    Add("m" + std::to_string(i), "root", kModule, Bytes(200, 'b'));
+  db_.reset();
+  const Bytes ours = ReadFile(path_);
+  ASSERT_GT(ours.size(), 4 * 4096u);
+  struct Case {
+    const char* what;
+    std::function<void(const std::string&)> make;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"text file",
+       [](const std::string& p) { std::ofstream(p) << std::string(3000, 'x'); },
+       "is not a database"},
+      {"overwritten pages",
+       [&](const std::string& p) {
+         std::ofstream(p, std::ios::binary)
+             .write(reinterpret_cast<const char*>(ours.data()), ours.size());
+         WriteAt(p, 2 * 4096, Bytes(2 * 4096, 0xa5));
+       },
+       "is damaged"},
+      {"truncated",
+       [&](const std::string& p) {
+         std::ofstream(p, std::ios::binary)
+             .write(reinterpret_cast<const char*>(ours.data()), 3 * 4096);
+       },
+       "is damaged"},
+      {"other application's database",
+       [](const std::string& p) { RawSql(p, "CREATE TABLE t(x)"); },
+       "is not an interface repository database"},
+      {"other application id",
+       [](const std::string& p) {
+         RawSql(p, "PRAGMA application_id = 7; CREATE TABLE record(x)");
+       },
+       "is not an interface repository database"},
+      {"newer format",
+       [&](const std::string& p) {
+         fs::copy_file(path_, p);
+         RawSql(p, "PRAGMA user_version = 2");
+       },
+       "newer version"},
+  };
+  int n = 0;
+  for (const auto& c : cases) {
+    const std::string path = dir_ + "/case" + std::to_string(n++) + ".db";
+    c.make(path);
+    const Bytes before = ReadFile(path);
+    for (const bool read_only : {false, true}) {
+      const auto e =
+          Thrown([&] { IRDB db(path.c_str(), IRDB::Options{read_only}); });
+      EXPECT_EQ(e.code(), IRStore::kStoreFailure) << c.what;
+      EXPECT_NE(e.text().find(c.message), std::string::npos)
+          << c.what << ": " << e.text();
+      EXPECT_NE(e.text().find(path), std::string::npos) << e.text();
+    }
+    EXPECT_EQ(ReadFile(path), before) << c.what;
+  }
+}
+
+TEST_F(StoreTest, ReadOnlyStoreReadsAndRefusesEveryChange) {
+  Add("m");
+  Add("m/i", "m", kInterface);
+  db_->IRAddUse(H("m/i"), H("m"));
+  Open(IRDB::Options{true});
+  EXPECT_TRUE(db_->IRReadOnly());
+  EXPECT_EQ(db_->IRSubtree(H("m")), (IdList{"m", "m/i"}));
+  EXPECT_EQ(db_->IRReferring(H("m"), 0), IdList{"m/i"});
+
+  FakeObject obj("n", kModule, "n", "root");
+  const std::vector<std::function<void()>> changes = {
+      [&] { db_->IRBeginUpdate(); },
+      [&] { db_->IREndUpdate(); },
+      [&] { db_->IRCancelUpdate(); },
+      [&] { db_->IRBeginUserTransaction(); },
+      [&] { db_->IREndUserTransaction(); },
+      [&] { db_->IRCancelUserTransaction(); },
+      [&] { db_->IRStoreObject(&obj); },
+      [&] { db_->IRInsertObject(&obj); },
+      [&] { db_->IRAddContained(H("m/i"), H("root")); },
+      [&] { db_->IRAddUse(H("m"), H("m/i")); },
+      [&] { db_->IRRemoveUse(H("m/i"), H("m")); },
+      [&] { db_->IRAddInherit(H("m/i"), H("m/i")); },
+      [&] { db_->IRRemoveInherit(H("m/i"), H("m/i")); },
+      [&] { db_->IRReKey(H("m"), H("m2")); },
+      [&] { db_->IRRename(H("m"), "x"); },
+      [&] { db_->IRRemove(H("m")); },
+  };
+  const std::string before = Snapshot();
+  for (size_t i = 0; i < changes.size(); ++i) {
+    EXPECT_EQ(Thrown(changes[i]).code(), IRStore::kReadOnly) << "change " << i;
+  }
+  EXPECT_EQ(Snapshot(), before);
+
+  db_.reset();
+  for (const char* name : {"/missing.db", "/empty.db"}) {
+    const std::string path = dir_ + name;
+    if (std::string(name) == "/empty.db") std::ofstream{path};
+    const auto e = Thrown([&] { IRDB db(path.c_str(), IRDB::Options{true}); });
+    EXPECT_EQ(e.code(), IRStore::kStoreFailure) << name;
+    EXPECT_FALSE(fs::exists(dir_ + "/missing.db"));
+  }
+}
+
+// --- queries -----------------------------------------------------------------
+
+// Diamond: d inherits b and c, both inherit a; each has members.
+class InheritanceTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    for (const char* i : {"a", "b", "c", "d"}) Add(i, "root", kInterface);
+    Add("a/x", "a", kAttribute);
+    Add("b/op", "b", kOperation);
+    Add("c/x", "c", kAttribute);
+    Add("d/op2", "d", kOperation);
+    Add("a/op3", "a", kOperation);
+    db_->IRAddInherit(H("d"), H("b"));
+    db_->IRAddInherit(H("d"), H("c"));
+    db_->IRAddInherit(H("b"), H("a"));
+    db_->IRAddInherit(H("c"), H("a"));
+  }
+};
+
+TEST_F(InheritanceTest, ContentsWithAndWithoutInherited) {
+  struct Case {
+    int kind;
+    bool exclude;
+    long max;
+    IdList expected;
+  };
+  const Case cases[] = {
+      {kAll, true, -1, {"d/op2"}},
+      {kAll, false, -1, {"a/x", "b/op", "c/x", "d/op2", "a/op3"}},
+      {kOperation, false, -1, {"b/op", "d/op2", "a/op3"}},
+      {kAttribute, true, -1, {}},
+      {kAll, false, 2, {"a/x", "b/op"}},
+      {kAll, false, 0, {}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(db_->IRContents(H("d"), c.kind, c.exclude, c.max), c.expected)
+        << c.kind << " " << c.exclude << " " << c.max;
+  }
+  EXPECT_EQ(db_->IRContents(H("a"), kAll, false, -1), (IdList{"a/x", "a/op3"}));
+  // A cycle of inheritance ends the closure.
+  db_->IRAddInherit(H("a"), H("d"));
+  EXPECT_EQ(db_->IRContents(H("a"), kAll, false, -1),
+            (IdList{"a/x", "b/op", "c/x", "d/op2", "a/op3"}));
+  EXPECT_TRUE(db_->IRIsA(H("a"), "d"));
+}
+
+TEST_F(InheritanceTest, NamesInInheritedContainers) {
+  EXPECT_EQ(db_->IRBases(H("d")), (IdList{"b", "c"}));
+  EXPECT_EQ(db_->IRInheritedName(H("d"), "x", kAttribute),
+            (IdList{"a/x", "c/x"}));
+  EXPECT_EQ(db_->IRInheritedName(H("d"), "x", kOperation), IdList{});
+  EXPECT_EQ(db_->IRInheritedName(H("d"), "op2", kAll), IdList{});  // own
+  EXPECT_TRUE(db_->IRNameInContents(H("d"), "op2"));
+  EXPECT_TRUE(db_->IRNameInContents(H("d"), "x"));
+  EXPECT_FALSE(db_->IRNameInContents(H("b"), "op2"));
+  EXPECT_FALSE(db_->IRNameInContents(H("d"), "X"));
+  EXPECT_EQ(db_->IRDerived(H("a")), (IdList{"b", "c"}));
+
+  db_->IRRemoveInherit(H("d"), H("b"));
+  db_->IRAddInherit(H("d"), H("b"));  // now after c
+  EXPECT_EQ(db_->IRBases(H("d")), (IdList{"c", "b"}));
+}
+
+TEST_F(StoreTest, LookupNameByLevels) {
+  // root > m1 > m2 > m3, each holding an "x"; m1/i inherits j, which holds
+  // an "x" too; m2 has a struct named "x" as well.
+  Add("j", "root", kInterface);
+  Add("j/x", "j", kAttribute);
+  Add("m1");
+  Add("m1/x", "m1", kAttribute);
+  Add("m1/i", "m1", kInterface);
+  Add("m1/m2", "m1");
+  Add("m1/m2/x", "m1/m2", kStruct);
+  Add("m1/m2/m3", "m1/m2");
+  Add("m1/m2/m3/x", "m1/m2/m3", kAttribute);
+  db_->IRAddInherit(H("m1/i"), H("j"));
+  struct Case {
+    std::string container;
+    long levels;
+    int kind;
+    bool exclude;
+    IdList expected;
+  };
+  const Case cases[] = {
+      {"m1", 1, kAll, false, {"m1/x"}},
+      {"m1", 2, kAll, false, {"j/x", "m1/x", "m1/m2/x"}},
+      {"m1", 2, kAll, true, {"m1/x", "m1/m2/x"}},
+      {"m1", -1, kAll, false, {"j/x", "m1/x", "m1/m2/x", "m1/m2/m3/x"}},
+      {"m1", -1, kAttribute, false, {"j/x", "m1/x", "m1/m2/m3/x"}},
+      {"m1", -1, kAll, true, {"m1/x", "m1/m2/x", "m1/m2/m3/x"}},
+      {"m1/i", 1, kAll, false, {"j/x"}},
+      {"m1/i", 1, kAll, true, {}},
+      {"m1", 0, kAll, false, {}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(
+        db_->IRLookupName(H(c.container), "x", c.levels, c.kind, c.exclude),
+        c.expected)
+        << c.container << " levels " << c.levels << " kind " << c.kind
+        << " exclude " << c.exclude;
+  }
+}
+
+TEST_F(StoreTest, IsAFollowsALongChain) {
+  for (int i = 0; i < 50; ++i) Add("c" + std::to_string(i), "root", kInterface);
+  for (int i = 1; i < 50; ++i) {
+    db_->IRAddInherit(H("c" + std::to_string(i)),
+                      H("c" + std::to_string(i - 1)));
+  }
+  EXPECT_TRUE(db_->IRIsA(H("c49"), "c0"));
+  EXPECT_TRUE(db_->IRIsA(H("c30"), "c29"));
+  EXPECT_TRUE(db_->IRIsA(H("c7"), "c7"));
+  EXPECT_FALSE(db_->IRIsA(H("c0"), "c49"));
+  EXPECT_FALSE(db_->IRIsA(H("c29"), "c30"));
+  EXPECT_FALSE(db_->IRIsA(H("c49"), "root"));
+}
+
+TEST_F(StoreTest, ReferringSeparatesUseFromInheritance) {
+  for (const char* id : {"t", "u1", "u2", "d"}) Add(id);
+  db_->IRAddUse(H("u2"), H("t"));
+  db_->IRAddUse(H("u1"), H("t"));
+  db_->IRAddUse(H("u1"), H("t"));
+  db_->IRAddInherit(H("d"), H("t"));
+  EXPECT_EQ(db_->IRReferring(H("t"), 0), (IdList{"u1", "u2", "d"}));
+  EXPECT_EQ(db_->IRReferring(H("t"), IRStore::kUseLink), (IdList{"u1", "u2"}));
+  EXPECT_EQ(db_->IRReferring(H("t"), IRStore::kInheritLink), IdList{"d"});
+  EXPECT_EQ(db_->IRDerived(H("t")), IdList{"d"});
+  // Use links are counted: u1 uses t twice.
+  db_->IRRemoveUse(H("u1"), H("t"));
+  EXPECT_EQ(db_->IRReferring(H("t"), IRStore::kUseLink), (IdList{"u1", "u2"}));
+  db_->IRRemoveUse(H("u1"), H("t"));
+  db_->IRRemoveUse(H("u1"), H("t"));  // none left: nothing happens
+  EXPECT_EQ(db_->IRReferring(H("t"), IRStore::kUseLink), IdList{"u2"});
+}
+
+TEST_F(StoreTest, SubtreeListsParentsBeforeChildren) {
+  Add("a");
+  Add("a/b", "a");
+  Add("c");
+  Add("a/b/d", "a/b");
+  Add("a/e", "a");
+  db_->IRAddContained(H("a"), H("c"));  // c is younger than a
+  EXPECT_EQ(db_->IRSubtree(H("c")), (IdList{"c", "a", "a/b", "a/b/d", "a/e"}));
+  EXPECT_EQ(db_->IRSubtree(H("a/b/d")), IdList{"a/b/d"});
+  EXPECT_EQ(db_->IRSubtree(H("none")), IdList{});
+}
+
+TEST_F(StoreTest, ReKeyMovesChildrenAndLinks) {
+  Add("m");
+  Add("m/i", "m", kInterface);
+  Add("b", "root", kInterface);
+  Add("u");
+  db_->IRAddInherit(H("m"), H("b"));
+  db_->IRAddUse(H("u"), H("m"));
+  db_->IRReKey(H("m"), H("n"));
+  EXPECT_FALSE(db_->IRExists(H("m")));
+  EXPECT_EQ(db_->IRParentOf(H("m/i"))->key_string(), "n");
+  EXPECT_EQ(db_->IRChildren(H("n"), kAll), IdList{"m/i"});
+  EXPECT_EQ(db_->IRBases(H("n")), IdList{"b"});
+  EXPECT_EQ(db_->IRReferring(H("n"), 0), IdList{"u"});
+  EXPECT_EQ(db_->IRFindObjects("*", {}, true, nullptr),
+            (IdList{"root", "n", "m/i", "b", "u"}));  // position kept
+
+  const std::string before = Snapshot();
+  EXPECT_EQ(Thrown([&] { db_->IRReKey(H("n"), H("b")); }).code(),
+            IRStore::kDuplicateId);
+  EXPECT_EQ(Thrown([&] { db_->IRReKey(H("m"), H("b")); }).code(),
+            IRStore::kDuplicateId);
+  EXPECT_EQ(Thrown([&] { db_->IRReKey(H("m"), H("z")); }).code(),
+            IRStore::kNoSuchRecord);
+  EXPECT_EQ(Snapshot(), before);
+}
+
+TEST_F(StoreTest, RenameChangesTheNameFoundByLookups) {
+  Add("m");
+  db_->IRRename(H("m"), "renamed");
+  EXPECT_EQ(db_->IRNameOf(H("m")), "renamed");
+  EXPECT_EQ(db_->IRChildByName(H("root"), "renamed")->key_string(), "m");
+  EXPECT_EQ(db_->IRChildByName(H("root"), "m"), nullptr);
+  EXPECT_EQ(db_->IRLookupName(H("root"), "renamed", 1, kAll, false),
+            IdList{"m"});
+}
+
+TEST_F(StoreTest, RemoveTakesTheSubtreeAndItsLinks) {
+  Add("m");
+  Add("m/i", "m", kInterface);
+  Add("m/i/op", "m/i", kOperation);
+  Add("keep", "root", kInterface);
+  Add("keep/op", "keep", kOperation);
+  db_->IRAddUse(H("keep/op"), H("m/i"));  // into the subtree
+  db_->IRAddUse(H("m/i/op"), H("keep"));  // out of it
+  db_->IRAddInherit(H("m/i"), H("keep"));
+  db_->IRAddInherit(H("keep"), H("m/i"));
+  db_->IRAddUse(H("keep/op"), H("root"));
+  db_->IRRemove(H("m"));
+  EXPECT_EQ(db_->IRFindObjects("*", {}, true, nullptr),
+            (IdList{"root", "keep", "keep/op"}));
+  EXPECT_EQ(db_->IRReferring(H("keep"), 0), IdList{});
+  EXPECT_EQ(db_->IRBases(H("keep")), IdList{});
+  EXPECT_EQ(db_->IRReferring(H("root"), 0), IdList{"keep/op"});
+
+  // A chain deeper than SQLite nests cascading deletes goes as a whole.
+  db_->IRBeginUpdate();
+  Add("d0");
+  for (int i = 1; i < 1100; ++i) {
+    Add("d" + std::to_string(i), "d" + std::to_string(i - 1));
+  }
+  db_->IREndUpdate();
+  db_->IRRemove(H("d0"));
+  EXPECT_EQ(db_->IRSubtree(H("root")), (IdList{"root", "keep", "keep/op"}));
+}
+
+TEST_F(StoreTest, FindObjectsByPatternKindAndScope) {
+  Add("m");
+  Add("m/Foo", "m", kInterface);
+  Add("m/Foo/foo", "m/Foo", kOperation);
+  Add("m/bar", "m", kStruct);
+  Add("Fox", "root", kInterface);
+  struct Case {
+    std::string pattern;
+    std::vector<int> kinds;
+    bool ids;
+    const char* scope;
+    IdList expected;
+  };
+  const Case cases[] = {
+      {"Fo*", {}, false, nullptr, {"m/Foo", "Fox"}},
+      {"[Ff]oo", {}, false, nullptr, {"m/Foo", "m/Foo/foo"}},
+      {"Fo?", {kOperation, kStruct}, false, nullptr, {}},
+      {"*", {kOperation, kStruct}, false, nullptr, {"m/Foo/foo", "m/bar"}},
+      {"*", {kAll}, false, "m/Foo", {"m/Foo/foo"}},
+      {"*", {}, false, "m", {"m/Foo", "m/Foo/foo", "m/bar"}},
+      {"m/*", {}, true, nullptr, {"m/Foo", "m/Foo/foo", "m/bar"}},
+      {"*o*", {kInterface}, true, "root", {"m/Foo", "Fox"}},
+      {"*", {}, false, "none", {}},
+  };
+  for (const auto& c : cases) {
+    const StoreHandle scope(c.scope ? c.scope : "");
+    EXPECT_EQ(db_->IRFindObjects(c.pattern, c.kinds, c.ids,
+                                 c.scope ? &scope : nullptr),
+              c.expected)
+        << c.pattern << " ids " << c.ids << " scope "
+        << (c.scope ? c.scope : "-");
+  }
+}
+
+// Every statement reaches its rows through an index; only the search
+// without a scope reads every record.
+TEST_F(StoreTest, QueryPlansUseIndexes) {
+  const std::regex full_scan(R"(\n  SCAN (record|link)\b)");
+  const std::regex unscoped_search(R"(^SELECT id FROM record WHERE \w+ GLOB)");
+  const auto plans = db_->query_plans();
+  ASSERT_GT(plans.size(), 25u);
+  int searches = 0;
+  for (const auto& plan : plans) {
+    if (std::regex_search(plan, unscoped_search)) {
+      ++searches;
+      EXPECT_TRUE(std::regex_search(plan, full_scan)) << plan;
+    } else {
+      EXPECT_FALSE(std::regex_search(plan, full_scan)) << plan;
+    }
+  }
+  EXPECT_EQ(searches, 2);
+}
+
+// --- FailingStore ------------------------------------------------------------
+
+TEST_F(StoreTest, FailingStoreFailsTheArmedChangeOnly) {
+  FailingStore store(*db_);
+  FakeObject a("a", kModule, "a", "root"), b("b", kModule, "b", "root");
+  store.fail_at(2);
+  store.IRBeginUpdate();  // not counted
+  store.IRInsertObject(&a);
+  EXPECT_TRUE(store.IRExists(H("a")));  // reads are not counted
+  const auto e = Thrown([&] { store.IRRename(H("a"), "z"); });
+  EXPECT_EQ(e.code(), IRStore::kStoreFailure);
+  EXPECT_EQ(e.text(), "injected");
+  EXPECT_EQ(store.IRNameOf(H("a")), "a");  // not forwarded
+  EXPECT_FALSE(store.armed());
+  store.IRInsertObject(&b);  // disarmed after firing
+  store.IRCancelUpdate();
+  EXPECT_EQ(store.changes(), 3);
+  EXPECT_FALSE(db_->IRExists(H("a")));
+  EXPECT_FALSE(db_->IRExists(H("b")));
+}
+
+}  // namespace
