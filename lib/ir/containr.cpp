@@ -1,0 +1,455 @@
+#include "ir/containr.h"
+
+#include <cstring>
+
+#include "ir/containd.h"
+#include "ir/interfdf.h"
+#include "ir/moduledf.h"
+#include "ir/reposito.h"
+#include "ir/servant_locator.h"
+#include "store/store_handle.h"
+
+namespace {
+const char kFile[] = "lib/ir/containr";
+constexpr std::size_t kMaxNameLength = 254;
+
+// Step 2 of every create operation.
+void check_name_length(const char* name, const char* text) {
+  if (std::strlen(name) > kMaxNameLength) kaldBadArgument(kFile, __LINE__, text);
+}
+}  // namespace
+
+bool TransOn = false;
+
+void ir_check_limit_type(CORBA::DefinitionKind limit_type, const char* file,
+                         int line, const char* text) {
+  CORBA::ULong k = static_cast<CORBA::ULong>(limit_type);
+  if (k > static_cast<CORBA::ULong>(CORBA::dk_AbstractInterface) ||
+      limit_type == CORBA::dk_Fixed)
+    kaldBadArgument(file, line, text);
+}
+
+void ir_refuse_create(const char* file, int line) {
+  kaldError(IR_MINOR_NOT_SUPPORTED, CORBA::COMPLETED_NO, file, line, nullptr, 0,
+            0);
+}
+
+CORBA_Container_Impl::CORBA_Container_Impl() = default;
+CORBA_Container_Impl::~CORBA_Container_Impl() = default;
+
+CORBA_IRObject_Impl* CORBA_Container_Impl::_has_kind_container(
+    CORBA::DefinitionKind kind) {
+  switch (kind) {
+    case CORBA::dk_Exception:
+    case CORBA::dk_Interface:
+    case CORBA::dk_Module:
+    case CORBA::dk_Struct:
+    case CORBA::dk_Union:
+    case CORBA::dk_Repository:
+    case CORBA::dk_Value:
+    case CORBA::dk_AbstractInterface:
+      return this;
+    default:
+      return nullptr;
+  }
+}
+
+CORBA_Container_Impl* CORBA_Container_Impl::_narrow(CORBA_IRObject_Impl* p) {
+  if (!p) return nullptr;
+  if (!p->_has_kind_container(p->def_kind()))
+    kaldError(IR_MINOR_BAD_KIND, CORBA::COMPLETED_NO, kFile, __LINE__, nullptr,
+              0, IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
+              "CORBA::Container::_narrow", 0);
+  return dynamic_cast<CORBA_Container_Impl*>(p);
+}
+
+char* CORBA_Container_Impl::repid_from_container() {
+  return CORBA::string_dup(container_id());
+}
+
+// --- lookups -----------------------------------------------------------------
+
+CORBA::Contained_ptr CORBA_Container_Impl::lookup(const char* search_name,
+                                                  const char* container_id) {
+  if (!search_name)
+    kaldBadArgument(kFile, __LINE__, "CORBA::Container::lookup::null_input");
+  std::string name = search_name;
+  // The built-in Object interface lives at the top under its simple name.
+  if (name == "::CORBA::Object") name = "::Object";
+  std::string start = name.compare(0, 2, "::") == 0 ? repository_base_rep_id
+                                                    : container_id;
+  std::unique_ptr<StoreHandle> current(new StoreHandle(start));
+  bool any = false;
+  std::size_t pos = 0;
+  while (pos < name.size()) {
+    std::size_t begin = name.find_first_not_of(':', pos);
+    if (begin == std::string::npos) break;
+    std::size_t end = name.find(':', begin);
+    if (end == std::string::npos) end = name.size();
+    std::string component = name.substr(begin, end - begin);
+    pos = end;
+    current = is_name_in_contents(component.c_str(), *current);
+    if (!current) return CORBA::Contained::_nil();
+    any = true;
+  }
+  if (!any) return CORBA::Contained::_nil();
+  Servant_ref<CORBA_Contained_Impl> found(ir_store_call(
+      kFile, __LINE__, current->key(),
+      [&] { return ir_find_object(store_, current->key_string()); }));
+  return ir_ref_as<CORBA::Contained>(found.in());
+}
+
+namespace {
+CORBA::ContainedSeq* references_of(IRStore* store, const IdList& ids) {
+  CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
+  out->length(0);
+  for (const std::string& id : ids) {
+    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
+        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store, id); }));
+    if (!s.in()) continue;
+    CORBA::ULong n = out->length();
+    out->length(n + 1);
+    out[n] = ir_ref_as<CORBA::Contained>(s.in());
+  }
+  return out._retn();
+}
+}  // namespace
+
+CORBA::ContainedSeq* CORBA_Container_Impl::read_contents(
+    CORBA::DefinitionKind limit_type, CORBA::Boolean exclude_inherited,
+    const char* container_id) {
+  ir_check_limit_type(limit_type, kFile, __LINE__,
+                      "CORBA::Container::contents::limit_type");
+  StoreHandle h(container_id);
+  IdList ids = ir_store_call(kFile, __LINE__, container_id, [&] {
+    return store_->IRContents(h, limit_type, exclude_inherited, -1);
+  });
+  return references_of(store_, ids);
+}
+
+void CORBA_Container_Impl::fill_contents_cache() {
+  contents_cache_.clear();
+  contents_by_name_.clear();
+  StoreHandle h(container_id());
+  IdList ids = ir_store_call(kFile, __LINE__, container_id(), [&] {
+    return store_->IRContents(h, CORBA::dk_all, false, -1);
+  });
+  contents_cache_.reserve(ids.size());
+  for (const std::string& id : ids) {
+    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
+        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store_, id); }));
+    if (s.in()) append_to_cache(s.in());
+  }
+  contents_cached_ = true;
+}
+
+void CORBA_Container_Impl::append_to_cache(CORBA_Contained_Impl* c) {
+  c->_add_ref();
+  CacheEntry entry{Servant_ref<CORBA_Contained_Impl>(c), c->own_name(),
+                   c->own_id()};
+  contents_by_name_.emplace(entry.name, contents_cache_.size());
+  contents_cache_.push_back(std::move(entry));
+}
+
+void CORBA_Container_Impl::cache_contents() {
+  if (dont_use_contents_cache) drop_contents_cache();
+  if (!contents_cached_) fill_contents_cache();
+}
+
+void CORBA_Container_Impl::drop_contents_cache() {
+  contents_cached_ = false;
+  contents_cache_.clear();
+  contents_by_name_.clear();
+}
+
+CORBA::ContainedSeq* CORBA_Container_Impl::contents(
+    CORBA::DefinitionKind limit_type, CORBA::Boolean exclude_inherited,
+    const char*) {
+  ir_check_limit_type(limit_type, kFile, __LINE__,
+                      "CORBA::Container::contents::limit_type");
+  cache_contents();
+  bool exclude = exclude_inherited && def_kind_ == CORBA::dk_Interface;
+  const char* own = container_id();
+  CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
+  out->length(0);
+  for (const CacheEntry& e : contents_cache_) {
+    CORBA_Contained_Impl* s = e.servant.in();
+    if (limit_type != CORBA::dk_all && limit_type != s->def_kind()) continue;
+    if (exclude && std::strcmp(s->own_defined_in(), own) != 0) continue;
+    CORBA::ULong n = out->length();
+    out->length(n + 1);
+    out[n] = ir_ref_as<CORBA::Contained>(s);
+  }
+  return out._retn();
+}
+
+std::unique_ptr<StoreHandle> CORBA_Container_Impl::is_name_in_contents(
+    const char* name) {
+  if (!dont_use_contents_cache) {
+    cache_contents();
+    auto it = contents_by_name_.find(name);
+    if (it != contents_by_name_.end())
+      return std::unique_ptr<StoreHandle>(
+          new StoreHandle(contents_cache_[it->second].id));
+  }
+  // A miss asks the store (by its name index), so that a definition added
+  // through another servant is still found.
+  StoreHandle h(container_id());
+  IdList ids = ir_store_call(kFile, __LINE__, name, [&] {
+    return store_->IRLookupName(h, name, 1, CORBA::dk_all, false);
+  });
+  if (ids.empty()) return nullptr;
+  if (!dont_use_contents_cache && contents_cached_) {
+    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
+        kFile, __LINE__, name, [&] { return ir_find_object(store_, ids[0]); }));
+    if (s.in() && contents_by_name_.find(name) == contents_by_name_.end())
+      append_to_cache(s.in());
+  }
+  return std::unique_ptr<StoreHandle>(new StoreHandle(ids[0]));
+}
+
+std::unique_ptr<StoreHandle> CORBA_Container_Impl::is_name_in_contents(
+    const char* name, const StoreHandle& container) {
+  Servant_ref<CORBA_Container_Impl> c(container_from_sh(container));
+  return c->is_name_in_contents(name);
+}
+
+void CORBA_Container_Impl::add_to_contents(CORBA_Contained_Impl* c) {
+  if (dont_use_contents_cache || !contents_cached_) return;
+  if (contents_by_name_.find(c->own_name()) != contents_by_name_.end()) return;
+  append_to_cache(c);
+}
+
+CORBA_Container_Impl* CORBA_Container_Impl::container_from_sh(
+    const StoreHandle& h) {
+  CORBA_Repository_Impl* root = get_repository_impl();
+  CORBA_Container_Impl* result = nullptr;
+  if (std::strcmp(h.key(), repository_base_rep_id) == 0) {
+    root->_add_ref();
+    result = root;
+  } else {
+    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
+        kFile, __LINE__, h.key(),
+        [&] { return ir_find_object(root->get_irs(), h.key_string()); }));
+    if (s.in() && s->_has_kind_container(s->def_kind())) {
+      result = dynamic_cast<CORBA_Container_Impl*>(s.in());
+      if (result) result->_add_ref();
+    }
+  }
+  if (!result)
+    kaldError(IR_MINOR_BAD_KIND, CORBA::COMPLETED_NO, kFile, __LINE__, nullptr,
+              0, IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
+              "CORBA::Container::container_from_sh", 0);
+  return result;
+}
+
+void CORBA_Container_Impl::clear_cache_contents(const char* container_id) {
+  Servant_ref<CORBA_Container_Impl> c;
+  try {
+    c = container_from_sh(StoreHandle(container_id));
+  } catch (const CORBA::INTF_REPOS&) {
+    kaldError(IR_MINOR_BAD_KIND, CORBA::COMPLETED_NO, kFile, __LINE__, nullptr,
+              0, IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
+              "CORBA::Container::clear_cache_contents", 0);
+  }
+  c->drop_contents_cache();
+}
+
+void CORBA_Container_Impl::clear_children_cache_contents(
+    const char* container_id) {
+  StoreHandle h(container_id);
+  IdList children = ir_store_call(kFile, __LINE__, container_id, [&] {
+    return store_->IRChildren(h, CORBA::dk_all);
+  });
+  for (const std::string& child : children) {
+    int kind = ir_store_call(kFile, __LINE__, child.c_str(),
+                             [&] { return store_->IRKindOf(StoreHandle(child)); });
+    // Only containers have a contents cache.
+    if (!_has_kind_container(static_cast<CORBA::DefinitionKind>(kind)))
+      continue;
+    clear_cache_contents(child.c_str());
+    clear_children_cache_contents(child.c_str());
+  }
+}
+
+CORBA::ContainedSeq* CORBA_Container_Impl::lookup_name(
+    const char* search_name, CORBA::Long levels_to_search,
+    CORBA::DefinitionKind limit_type, CORBA::Boolean exclude_inherited,
+    const char* container_id) {
+  ir_check_limit_type(limit_type, kFile, __LINE__,
+                      "CORBA::Container::lookup_name::limit_type");
+  if (!search_name)
+    kaldBadArgument(kFile, __LINE__, "CORBA::Container::lookup_name::limit_type");
+  StoreHandle h(container_id);
+  IdList ids = ir_store_call(kFile, __LINE__, container_id, [&] {
+    return store_->IRLookupName(h, search_name, levels_to_search, limit_type,
+                                exclude_inherited);
+  });
+  return references_of(store_, ids);
+}
+
+CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
+    CORBA::DefinitionKind limit_type, CORBA::Boolean exclude_inherited,
+    CORBA::Long max_returned_objs, const char* container_id) {
+  ir_check_limit_type(limit_type, kFile, __LINE__,
+                      "CORBA::Container::describe_contents::limit_type");
+  StoreHandle h(container_id);
+  IdList ids = ir_store_call(kFile, __LINE__, container_id, [&] {
+    return store_->IRContents(h, limit_type, exclude_inherited,
+                              max_returned_objs);
+  });
+  CORBA::Container::DescriptionSeq_var out =
+      new CORBA::Container::DescriptionSeq;
+  out->length(0);
+  for (const std::string& id : ids) {
+    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
+        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store_, id); }));
+    if (!s.in()) continue;
+    CORBA::Contained::Description_var d = s->describe();
+    CORBA::ULong n = out->length();
+    out->length(n + 1);
+    out[n].contained_object = ir_ref_as<CORBA::Contained>(s.in());
+    out[n].kind = d->kind;
+    out[n].value = d->value;
+  }
+  return out._retn();
+}
+
+// --- creation ---------------------------------------------------------------
+
+template <class Build, class After>
+CORBA_Contained_Impl* CORBA_Container_Impl::create_common(
+    const char* id, const char* name, const char* container_id,
+    const char* context, Build&& build, After&& after) {
+  StoreHandle container(container_id);
+  Servant_ref<CORBA_Contained_Impl> servant;
+  ir_in_update(store_, kFile, __LINE__, context, [&](IrUpdate& update) {
+    if (!TransOn && store_->IRChildByName(container, name)) {
+      update.cancel();
+      ir_throw_bad_param(3, kFile, __LINE__, context);
+    }
+    servant = build();
+    if (!servant.in()) {
+      update.cancel();
+      kaldNoMemory(kFile, __LINE__);
+    }
+    store_->IRInsertObject(servant.in());
+    after(servant.in());
+  });
+  irobj_put_in_cache(id, servant.in());
+  add_to_contents(servant.in());
+  return servant._retn();
+}
+
+namespace {
+void no_after(CORBA_Contained_Impl*) {}
+}  // namespace
+
+CORBA::ModuleDef_ptr CORBA_Container_Impl::create_module(
+    const char* id, const char* name, const char* version,
+    const char* container_id) {
+  if (!id || !name || !version)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_module::null_input");
+  check_name_length(name, "CORBA::Container::create_module::name");
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, "CORBA::Container::create_module",
+      [&] { return new CORBA_ModuleDef_Impl(id, name, version, container_id); },
+      no_after));
+  return ir_ref_as<CORBA::ModuleDef>(s.in());
+}
+
+CORBA::InterfaceDef_ptr CORBA_Container_Impl::create_interface(
+    const char* id, const char* name, const char* version,
+    const CORBA::InterfaceDefSeq& base_interfaces, const char* container_id) {
+  if (!id || !name || !version)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_interface::null_input");
+  check_name_length(name, "CORBA::Container::create_interface::name");
+  for (CORBA::ULong i = 0; i < base_interfaces.length(); ++i)
+    if (CORBA::is_nil(base_interfaces[i]))
+      kaldBadArgument(kFile, __LINE__,
+                      "CORBA::Container::create_interface::base_interfaces");
+  CORBA::InterfaceDefSeq bases = base_interfaces;
+  if (bases.length() == 0) {
+    CORBA_Repository_Impl::init_Object_interface_ptr();
+    bases.length(1);
+    bases[0] = CORBA::InterfaceDef::_duplicate(Object_interface_ptr);
+  }
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, "CORBA::Container::create_interface",
+      [&] {
+        CORBA::TypeCode_var tc = ir_orb()->create_interface_tc(id, name);
+        return new CORBA_InterfaceDef_Impl(id, name, version, container_id,
+                                           tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        dynamic_cast<CORBA_InterfaceDef_Impl*>(c)->set_bases(bases);
+        c->write_record();
+      }));
+  return ir_ref_as<CORBA::InterfaceDef>(s.in());
+}
+
+// Kinds whose servant classes are not part of this build refuse their
+// create operations like a container kind that does not offer them.
+CORBA::ConstantDef_ptr CORBA_Container_Impl::create_constant(
+    const char*, const char*, const char*, CORBA::IDLType_ptr,
+    const CORBA::Any&, const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::StructDef_ptr CORBA_Container_Impl::create_struct(
+    const char*, const char*, const char*, const CORBA::StructMemberSeq&,
+    const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::UnionDef_ptr CORBA_Container_Impl::create_union(
+    const char*, const char*, const char*, CORBA::IDLType_ptr,
+    const CORBA::UnionMemberSeq&, const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::EnumDef_ptr CORBA_Container_Impl::create_enum(
+    const char*, const char*, const char*, const CORBA::EnumMemberSeq&,
+    const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::AliasDef_ptr CORBA_Container_Impl::create_alias(const char*, const char*,
+                                                       const char*,
+                                                       CORBA::IDLType_ptr,
+                                                       const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::ExceptionDef_ptr CORBA_Container_Impl::create_exception(
+    const char*, const char*, const char*, const CORBA::StructMemberSeq&,
+    const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::ValueDef_ptr CORBA_Container_Impl::create_value_i(
+    const char*, const char*, const char*, CORBA::Boolean, CORBA::Boolean,
+    CORBA::ValueDef_ptr, CORBA::Boolean, const CORBA::ValueDefSeq&,
+    const CORBA::InterfaceDefSeq&, const CORBA::InitializerSeq&, const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::ValueBoxDef_ptr CORBA_Container_Impl::create_value_box_i(
+    const char*, const char*, const char*, CORBA::IDLType_ptr, const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::NativeDef_ptr CORBA_Container_Impl::create_native(const char*,
+                                                         const char*,
+                                                         const char*,
+                                                         const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}
+
+CORBA::AbstractInterfaceDef_ptr CORBA_Container_Impl::create_abstract_interface_i(
+    const char*, const char*, const char*,
+    const CORBA::AbstractInterfaceDefSeq&, const char*) {
+  ir_refuse_create(kFile, __LINE__);
+}

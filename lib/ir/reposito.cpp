@@ -1,0 +1,251 @@
+#include "ir/reposito.h"
+
+#include <omniORB4/callHandle.h>
+
+#include <cstring>
+
+#include "ir/interfdf.h"
+#include "ir/irglob.h"
+#include "ir/primitdf.h"
+#include "ir/servant_locator.h"
+#include "platform/qor_log.h"
+#include "store/irdb.h"
+
+namespace {
+const char kFile[] = "lib/ir/reposito";
+const char kObjectId[] = "IDL:Object:1.0";
+
+int ir_key_compare(const char* a, const char* b) { return std::strcmp(a, b); }
+
+// Drops one cache entry: frees the key, releases the servant.
+void ir_cache_callback(char* key, void* value) {
+  CORBA::string_free(key);
+  if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
+}
+
+const CORBA::PrimitiveKind kPrimitiveOrder[] = {
+    CORBA::pk_null,     CORBA::pk_void,      CORBA::pk_short,
+    CORBA::pk_long,     CORBA::pk_ushort,    CORBA::pk_ulong,
+    CORBA::pk_float,    CORBA::pk_double,    CORBA::pk_boolean,
+    CORBA::pk_char,     CORBA::pk_wchar,     CORBA::pk_octet,
+    CORBA::pk_any,      CORBA::pk_TypeCode,  CORBA::pk_Principal,
+    CORBA::pk_string,   CORBA::pk_longlong,  CORBA::pk_ulonglong,
+    CORBA::pk_wstring,  CORBA::pk_objref};
+}  // namespace
+
+CORBA::InterfaceDef_var Object_interface_ptr;
+
+std::function<std::unique_ptr<IRStore>(const char*)>
+    CORBA_Repository_Impl::store_opener = [](const char* database) {
+      return std::unique_ptr<IRStore>(new IRDB(database));
+    };
+
+namespace {
+IrObjectFactory the_factory;
+}
+
+// --- the contained view ------------------------------------------------------
+
+CORBA_Repository_Contained::CORBA_Repository_Contained(
+    const char* id, const char* name, CORBA_Repository_Impl* root)
+    : CORBA_IRObject_Impl(CORBA::dk_Repository),
+      CORBA_Contained_Impl(id, name, nullptr, root, nullptr) {}
+
+CORBA::Contained::Description* CORBA_Repository_Contained::describe() {
+  return nullptr;
+}
+
+// --- construction ----------------------------------------------------------------
+
+CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
+    : CORBA_IRObject_Impl(CORBA::dk_Repository) {
+  CORBA::String_var name =
+      CORBA::string_dup(database ? database : "[default database]");
+  cache_ = kalCreateLookupTable(ir_key_compare, nullptr, 0, nullptr, nullptr, 0,
+                                700, 4);
+  if (!cache_) kaldNoMemory(kFile, 284);
+  kalLookupTableCacheCallback(cache_, ir_cache_callback);
+  int r = KALCreateMutexSem(&mutex_);
+  if (r != 0)
+    kaldError(kaldMapSysError(r), CORBA::COMPLETED_NO, kFile, 286, nullptr, 0,
+              0);
+  ir_trace_mutex(kFile, 286, "Creating CS Mutex: ", mutex_);
+
+  try {
+    owned_store_ = store_opener(database);
+  } catch (const IRStore::Exception& e) {
+    std::string text = "CORBA::Repository::constructor: " + e.text();
+    irobj_parse_throw(e.code(), kFile, 302, text.c_str());
+  }
+  store_ = owned_store_.get();
+  store_->set_factory(&the_factory);
+
+  for (unsigned i = 0; i < sizeof kPrimitiveOrder / sizeof kPrimitiveOrder[0];
+       ++i) {
+    CORBA::PrimitiveKind k = kPrimitiveOrder[i];
+    primitives_[k] = new CORBA_PrimitiveDef_Impl(k);
+  }
+
+  root_handle_.reset(new StoreHandle(repository_base_rep_id));
+  contained_view_ =
+      new CORBA_Repository_Contained(repository_base_rep_id, name.in(), this);
+  if (store_->IRReadOnly()) {
+    if (!store_->IRExists(*root_handle_))
+      irobj_parse_throw(IRStore::kNoSuchRecord, kFile, 302,
+                        "CORBA::Repository::constructor: the read-only "
+                        "database holds no repository");
+    return;
+  }
+  ir_in_update(store_, kFile, 302, "CORBA::Repository::constructor",
+               [&](IrUpdate&) { store_->IRStoreObject(contained_view_.in()); });
+}
+
+CORBA_Repository_Impl::~CORBA_Repository_Impl() {
+  drop_contents_cache();
+  if (cache_) {
+    {
+      IrCriticalSection cs(mutex_, kFile, 459);
+      for (const std::string& key : kalLookupTableDumpKeys(cache_)) {
+        char* stored = nullptr;
+        void* value = kalRemoveElementFromLookupTable(cache_, key.c_str(), &stored);
+        if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
+        CORBA::string_free(stored);
+      }
+    }
+    kalDeleteLookupTable(cache_);
+    cache_ = nullptr;
+    if (mutex_) {
+      int r = KALDestroyMutexSem(mutex_);
+      ir_trace_mutex(kFile, 494, "Destroying CS Mutex: ", mutex_);
+      (void)r;
+    }
+  }
+  for (CORBA::PrimitiveKind k : kPrimitiveOrder)
+    if (primitives_[k]) primitives_[k]->_remove_ref();
+  ir_flush_anonymous();
+}
+
+CORBA_Repository_Impl* CORBA_Repository_Impl::theRepository(
+    const char* database) {
+  if (!kaldIrGlobalObject) return nullptr;
+  if (kaldIrGlobalObject->repository) return kaldIrGlobalObject->repository;
+  if (!database && !ir_poa()) return nullptr;
+  CORBA_Repository_Impl* root = new CORBA_Repository_Impl(database);
+  kaldIrGlobalObject->repository = root;
+  try {
+    create_Object(root);
+    ir_activate_root(root);
+  } catch (...) {
+    kaldIrGlobalObject->repository = nullptr;
+    root->_remove_ref();
+    throw;
+  }
+  return root;
+}
+
+CORBA_Repository_Impl* CORBA_Repository_Impl::theMergeRepository(
+    const char* database) {
+  if (!kaldIrGlobalObject) return nullptr;
+  if (!kaldIrGlobalObject->second_repository)
+    kaldIrGlobalObject->second_repository = new CORBA_Repository_Impl(database);
+  return kaldIrGlobalObject->second_repository;
+}
+
+void CORBA_Repository_Impl::create_Object(CORBA_Repository_Impl* root) {
+  IRStore* store = root->get_irs();
+  StoreHandle object_handle(kObjectId);
+  if (store->IRReadOnly()) {
+    init_Object_interface_ptr();
+    return;
+  }
+  Servant_ref<CORBA_InterfaceDef_Impl> object;
+  ir_in_update(store, kFile, 135, "CORBA::Repository::create_Object",
+               [&](IrUpdate&) {
+                 CORBA::TypeCode_var tc =
+                     ir_orb()->create_interface_tc(kObjectId, "Object");
+                 object = new CORBA_InterfaceDef_Impl(
+                     kObjectId, "Object", "1.0", repository_base_rep_id,
+                     tc._retn());
+                 store->IRStoreObject(object.in());
+                 store->IRAddContained(object_handle, *root->root_handle_);
+               });
+  irobj_put_in_cache(kObjectId, object.in());
+  Object_interface_ptr = ir_ref_as<CORBA::InterfaceDef>(object.in());
+}
+
+void CORBA_Repository_Impl::init_Object_interface_ptr() {
+  if (!CORBA::is_nil(Object_interface_ptr)) return;
+  CORBA_Repository_Impl* root = get_repository_impl();
+  CORBA::Contained_var found =
+      root->CORBA_Container_Impl::lookup("::Object", repository_base_rep_id);
+  if (CORBA::is_nil(found))
+    kaldError(IR_MINOR_BAD_KIND, CORBA::COMPLETED_NO, kFile, 93, nullptr, 0,
+              IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
+              "CORBA::Repository::init_Object_interface_ptr()", 0);
+  Object_interface_ptr = CORBA::InterfaceDef::_narrow(found);
+}
+
+char* CORBA_Repository_Impl::repid() {
+  return CORBA::string_dup(repository_base_rep_id);
+}
+
+void CORBA_Repository_Impl::destroy() {
+  kaldBadArgument(kFile, __LINE__, "CORBA::Repository::destroy");
+}
+
+CORBA_PrimitiveDef_Impl* CORBA_Repository_Impl::get_primitive_impl(
+    CORBA::PrimitiveKind kind) {
+  CORBA::ULong k = static_cast<CORBA::ULong>(kind);
+  if (k > static_cast<CORBA::ULong>(CORBA::pk_wstring) ||
+      kind == CORBA::pk_longdouble || !primitives_[k])
+    kaldBadArgument(kFile, 774, "CORBA::Repository::get_primitive");
+  primitives_[k]->_add_ref();
+  return primitives_[k];
+}
+
+// --- user transactions ----------------------------------------------------------
+
+void CORBA_Repository_Impl::ext_beginUserTransaction() {
+  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_beginUserTransaction",
+                [&] { store_->IRBeginUserTransaction(); });
+  TransOn = true;
+}
+
+void CORBA_Repository_Impl::ext_endUserTransaction() {
+  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_endUserTransaction",
+                [&] { store_->IREndUserTransaction(); });
+  TransOn = false;
+}
+
+void CORBA_Repository_Impl::ext_cancelUserTransaction() {
+  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_cancelUserTransaction",
+                [&] { store_->IRCancelUserTransaction(); });
+  TransOn = false;
+  forget_servants();
+}
+
+void CORBA_Repository_Impl::forget_servants() {
+  drop_contents_cache();
+  {
+    IrCriticalSection cs(mutex_, kFile, __LINE__);
+    kalFlushLookupTable(cache_);
+  }
+  ir_flush_anonymous();
+  // Object is never rolled back, but its servant went with the cache.
+  Object_interface_ptr = CORBA::InterfaceDef::_nil();
+}
+
+// --- references and dispatch -------------------------------------------------------
+
+std::string CORBA_Repository_Impl::object_key() { return repository_base_rep_id; }
+
+CORBA::Object_ptr CORBA_Repository_Impl::_ref() {
+  CORBA::Object_ptr ins = ir_root_reference(this);
+  if (!CORBA::is_nil(ins)) return ins;
+  return CORBA_IRObject_Impl::_ref();
+}
+
+CORBA::Boolean CORBA_Repository_Impl::_dispatch(omniCallHandle& handle) {
+  IrUpcallGuard guard(ir_upcall_mutex());
+  return POA_IRExt::Repository::_dispatch(handle);
+}

@@ -1,0 +1,278 @@
+#include "ir/servant_locator.h"
+
+#include <omniORB4/callHandle.h>
+
+#include <map>
+#include <vector>
+
+#include "ir/containd.h"
+#include "ir/idltype.h"
+#include "ir/irglob.h"
+#include "ir/primitdf.h"
+#include "ir/reposito.h"
+
+namespace {
+
+const char kFile[] = "lib/ir/servant_locator";
+
+CORBA::ORB_var the_orb;
+PortableServer::POA_var the_poa;
+PortableServer::POA_var ins_poa;
+CORBA_Repository_Impl* active_root = nullptr;
+
+// Anonymous servants by object id; one reference each.
+std::map<std::string, CORBA_IRObject_Impl*> anonymous;
+unsigned long next_anonymous = 1;
+
+std::string hex(const std::string& bytes) {
+  static const char digits[] = "0123456789abcdef";
+  std::string out;
+  out.reserve(bytes.size() * 2);
+  for (unsigned char c : bytes) {
+    out += digits[c >> 4];
+    out += digits[c & 0xf];
+  }
+  return out;
+}
+
+bool unhex(const std::string& text, std::vector<std::uint8_t>& out) {
+  if (text.size() % 2) return false;
+  out.clear();
+  for (std::size_t i = 0; i < text.size(); i += 2) {
+    auto digit = [](char c) -> int {
+      if (c >= '0' && c <= '9') return c - '0';
+      if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+      return -1;
+    };
+    int hi = digit(text[i]), lo = digit(text[i + 1]);
+    if (hi < 0 || lo < 0) return false;
+    out.push_back(static_cast<std::uint8_t>(hi * 16 + lo));
+  }
+  return true;
+}
+
+// Rebuilds an anonymous type from the in-line form carried by its object
+// id ("~a<serial>:<hex>"), for references that outlived the process that
+// made them.
+CORBA_IRObject_Impl* rebuild_anonymous(const std::string& oid) {
+  std::size_t colon = oid.find(':');
+  std::vector<std::uint8_t> bytes;
+  if (colon == std::string::npos || !unhex(oid.substr(colon + 1), bytes) ||
+      bytes.empty())
+    return nullptr;
+  CORBA_Repository_Impl* root = get_repository_impl();
+  if (!root) return nullptr;
+  try {
+    EncapIIOP in(bytes);
+    CORBA::IDLType_var type = get_next_object(in, root->get_irs());
+    if (CORBA::is_nil(type)) return nullptr;
+    CORBA_IRObject_Impl* servant = CORBA_IDLType_Impl::get_impl(type);
+    if (!servant) return nullptr;
+    // Keep it under the id the client holds.
+    servant->_add_ref();
+    anonymous[oid] = servant;
+    return servant;
+  } catch (const CORBA::SystemException&) {
+    return nullptr;
+  }
+}
+
+class IrServantLocator
+    : public virtual POA_PortableServer::ServantLocator {
+ public:
+  PortableServer::Servant preinvoke(
+      const PortableServer::ObjectId& oid, PortableServer::POA_ptr,
+      const char*, PortableServer::ServantLocator::Cookie& cookie) override {
+    ir_upcall_mutex().lock();
+    try {
+      CORBA::String_var key = PortableServer::ObjectId_to_string(oid);
+      CORBA_IRObject_Impl* servant = ir_servant_for_oid(key.in());
+      if (!servant) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
+      cookie = nullptr;
+      return servant;
+    } catch (...) {
+      ir_upcall_mutex().unlock();
+      throw;
+    }
+  }
+
+  void postinvoke(const PortableServer::ObjectId&, PortableServer::POA_ptr,
+                  const char*, PortableServer::ServantLocator::Cookie,
+                  PortableServer::Servant servant) override {
+    servant->_remove_ref();
+    ir_upcall_mutex().unlock();
+  }
+};
+
+// Answers "DefaultRepository" by forwarding every request to the root:
+// the INS POA gives one servant one key only.
+class RootAlias : public virtual PortableServer::ServantBase {
+ public:
+  CORBA::Boolean _dispatch(omniCallHandle&) override {
+    if (!active_root) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
+    throw omniORB::LOCATION_FORWARD(ir_root_reference(active_root), 0);
+  }
+  const char* _mostDerivedRepoId() override {
+    return CORBA::Repository::_PD_repoId;
+  }
+};
+
+}  // namespace
+
+std::recursive_mutex& ir_upcall_mutex() {
+  static std::recursive_mutex mutex;
+  return mutex;
+}
+
+void ir_poa_init(CORBA::ORB_ptr orb) {
+  if (!CORBA::is_nil(the_poa)) return;
+  the_orb = CORBA::ORB::_duplicate(orb);
+  CORBA::Object_var obj = orb->resolve_initial_references("RootPOA");
+  PortableServer::POA_var root = PortableServer::POA::_narrow(obj);
+  PortableServer::POAManager_var manager = root->the_POAManager();
+  CORBA::PolicyList policies;
+  policies.length(5);
+  policies[0] = root->create_lifespan_policy(PortableServer::PERSISTENT);
+  policies[1] = root->create_id_assignment_policy(PortableServer::USER_ID);
+  policies[2] =
+      root->create_servant_retention_policy(PortableServer::NON_RETAIN);
+  policies[3] = root->create_request_processing_policy(
+      PortableServer::USE_SERVANT_MANAGER);
+  policies[4] = root->create_implicit_activation_policy(
+      PortableServer::NO_IMPLICIT_ACTIVATION);
+  the_poa = root->create_POA("IR", manager, policies);
+  for (CORBA::ULong i = 0; i < policies.length(); ++i) policies[i]->destroy();
+  PortableServer::ServantLocator_var locator =
+      (new IrServantLocator)->_this();
+  the_poa->set_servant_manager(locator);
+
+  obj = orb->resolve_initial_references("omniINSPOA");
+  ins_poa = PortableServer::POA::_narrow(obj);
+  PortableServer::POAManager_var ins_manager = ins_poa->the_POAManager();
+  manager->activate();
+  ins_manager->activate();
+}
+
+PortableServer::POA_ptr ir_poa() { return the_poa.in(); }
+
+CORBA::ORB_ptr ir_orb() { return the_orb.in(); }
+
+const char* ir_interface_repo_id(CORBA::DefinitionKind kind) {
+  switch (kind) {
+    case CORBA::dk_Attribute: return CORBA::AttributeDef::_PD_repoId;
+    case CORBA::dk_Constant: return CORBA::ConstantDef::_PD_repoId;
+    case CORBA::dk_Exception: return CORBA::ExceptionDef::_PD_repoId;
+    case CORBA::dk_Interface: return CORBA::InterfaceDef::_PD_repoId;
+    case CORBA::dk_Module: return CORBA::ModuleDef::_PD_repoId;
+    case CORBA::dk_Operation: return CORBA::OperationDef::_PD_repoId;
+    case CORBA::dk_Alias: return CORBA::AliasDef::_PD_repoId;
+    case CORBA::dk_Struct: return CORBA::StructDef::_PD_repoId;
+    case CORBA::dk_Union: return CORBA::UnionDef::_PD_repoId;
+    case CORBA::dk_Enum: return CORBA::EnumDef::_PD_repoId;
+    case CORBA::dk_Primitive: return CORBA::PrimitiveDef::_PD_repoId;
+    case CORBA::dk_String: return CORBA::StringDef::_PD_repoId;
+    case CORBA::dk_Sequence: return CORBA::SequenceDef::_PD_repoId;
+    case CORBA::dk_Array: return CORBA::ArrayDef::_PD_repoId;
+    case CORBA::dk_Repository: return CORBA::Repository::_PD_repoId;
+    case CORBA::dk_Wstring: return CORBA::WstringDef::_PD_repoId;
+    case CORBA::dk_Value: return CORBA::ValueDef::_PD_repoId;
+    case CORBA::dk_ValueBox: return CORBA::ValueBoxDef::_PD_repoId;
+    case CORBA::dk_ValueMember: return CORBA::ValueMemberDef::_PD_repoId;
+    case CORBA::dk_Native: return CORBA::NativeDef::_PD_repoId;
+    case CORBA::dk_AbstractInterface:
+      return CORBA::AbstractInterfaceDef::_PD_repoId;
+    default: return CORBA::IRObject::_PD_repoId;
+  }
+}
+
+CORBA::Object_ptr ir_make_reference(const std::string& oid,
+                                    CORBA::DefinitionKind kind) {
+  PortableServer::ObjectId_var id =
+      PortableServer::string_to_ObjectId(oid.c_str());
+  return the_poa->create_reference_with_id(id, ir_interface_repo_id(kind));
+}
+
+void ir_activate_root(CORBA_Repository_Impl* root) {
+  if (CORBA::is_nil(ins_poa)) return;
+  ir_deactivate_root(active_root);
+  PortableServer::ObjectId_var id =
+      PortableServer::string_to_ObjectId("InterfaceRepository");
+  ins_poa->activate_object_with_id(id, root);
+  active_root = root;
+  PortableServer::ObjectId_var alias_id =
+      PortableServer::string_to_ObjectId("DefaultRepository");
+  PortableServer::Servant_var<RootAlias> alias(new RootAlias);
+  ins_poa->activate_object_with_id(alias_id, alias.in());
+}
+
+void ir_deactivate_root(CORBA_Repository_Impl* root) {
+  if (CORBA::is_nil(ins_poa) || root != active_root) return;
+  active_root = nullptr;
+  for (const char* key : {"InterfaceRepository", "DefaultRepository"}) {
+    PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId(key);
+    try {
+      ins_poa->deactivate_object(id);
+    } catch (const PortableServer::POA::ObjectNotActive&) {
+    }
+  }
+}
+
+CORBA::Object_ptr ir_root_reference(CORBA_Repository_Impl* root) {
+  if (CORBA::is_nil(ins_poa) || root != active_root) return CORBA::Object::_nil();
+  PortableServer::ObjectId_var id =
+      PortableServer::string_to_ObjectId("InterfaceRepository");
+  return ins_poa->id_to_reference(id);
+}
+
+std::string ir_register_anonymous(CORBA_IRObject_Impl* servant,
+                                  const std::string& inline_form) {
+  std::string oid = "~a" + std::to_string(next_anonymous++) + ":" + hex(inline_form);
+  servant->_add_ref();
+  anonymous[oid] = servant;
+  return oid;
+}
+
+CORBA_IRObject_Impl* ir_find_anonymous(const std::string& oid) {
+  auto it = anonymous.find(oid);
+  if (it == anonymous.end()) return nullptr;
+  it->second->_add_ref();
+  return it->second;
+}
+
+void ir_flush_anonymous() {
+  // Releasing may destroy servants that touch the table: empty it first.
+  std::vector<CORBA_IRObject_Impl*> old;
+  old.reserve(anonymous.size());
+  for (auto& e : anonymous) old.push_back(e.second);
+  anonymous.clear();
+  for (CORBA_IRObject_Impl* s : old) s->_remove_ref();
+}
+
+CORBA_IRObject_Impl* ir_servant_for_oid(const std::string& oid) {
+  CORBA_Repository_Impl* root = get_repository_impl();
+  if (!root) return nullptr;
+  if (!oid.empty() && oid[0] == '~') {
+    if (oid.size() > 2 && oid[1] == 'p') {
+      char* end = nullptr;
+      long kind = std::strtol(oid.c_str() + 2, &end, 10);
+      if (*end != '\0') return nullptr;
+      try {
+        return root->get_primitive_impl(
+            static_cast<CORBA::PrimitiveKind>(kind));
+      } catch (const CORBA::SystemException&) {
+        return nullptr;
+      }
+    }
+    if (CORBA_IRObject_Impl* s = ir_find_anonymous(oid)) return s;
+    return rebuild_anonymous(oid);
+  }
+  if (oid == repository_base_rep_id) {
+    root->_add_ref();
+    return root;
+  }
+  try {
+    return ir_find_object(root->get_irs(), oid);
+  } catch (const IRStore::Exception& e) {
+    irobj_parse_throw(e.code(), kFile, __LINE__, oid.c_str());
+  }
+}
