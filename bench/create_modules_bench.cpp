@@ -27,10 +27,12 @@ int main(int argc, char** argv) {
   std::string dir = mkdtemp(pattern);
   std::string db = dir + "/ir.db";
   ir_poa_init(orb);
-  CORBA_Repository_Impl* root = CORBA_Repository_Impl::theRepository(db.c_str());
+  CORBA_Repository_Impl* root =
+      CORBA_Repository_Impl::theRepository(db.c_str());
   CORBA::Object_var obj = root->_ref();
   CORBA::Repository_var repo = CORBA::Repository::_narrow(obj);
-  CORBA::ModuleDef_var outer = repo->create_module("IDL:Outer:1.0", "Outer", "1.0");
+  CORBA::ModuleDef_var outer =
+      repo->create_module("IDL:Outer:1.0", "Outer", "1.0");
 
   const int window = 50;
   std::vector<double> micros(count);
@@ -38,13 +40,15 @@ int main(int argc, char** argv) {
     std::string name = "M" + std::to_string(i);
     std::string id = "IDL:Outer/" + name + ":1.0";
     auto start = std::chrono::steady_clock::now();
-    CORBA::ModuleDef_var m = outer->create_module(id.c_str(), name.c_str(), "1.0");
+    CORBA::ModuleDef_var m =
+        outer->create_module(id.c_str(), name.c_str(), "1.0");
     auto end = std::chrono::steady_clock::now();
     micros[i] = std::chrono::duration<double, std::micro>(end - start).count();
   }
   auto mean = [&](int centre) {
     double sum = 0;
-    for (int i = centre - window / 2; i < centre + window / 2; ++i) sum += micros[i];
+    for (int i = centre - window / 2; i < centre + window / 2; ++i)
+      sum += micros[i];
     return sum / window;
   };
   double early = mean(100);
@@ -53,14 +57,16 @@ int main(int argc, char** argv) {
   std::printf("  around the 100th:   %8.1f us per create\n", early);
   std::printf("  around the %dth: %8.1f us per create\n", count, late);
   std::printf("  ratio last/100th:   %8.2f\n", late / early);
-  CORBA::Contained_var found = outer->lookup(("M" + std::to_string(count - 1)).c_str());
+  CORBA::Contained_var found =
+      outer->lookup(("M" + std::to_string(count - 1)).c_str());
   auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < 1000; ++i) {
     CORBA::Contained_var f = outer->lookup("M5000");
   }
   auto end = std::chrono::steady_clock::now();
-  std::printf("  lookup in it:       %8.1f us per call\n",
-              std::chrono::duration<double, std::micro>(end - start).count() / 1000);
+  std::printf(
+      "  lookup in it:       %8.1f us per call\n",
+      std::chrono::duration<double, std::micro>(end - start).count() / 1000);
   repo = CORBA::Repository::_nil();
   outer = CORBA::ModuleDef::_nil();
   kaldIrGlobalObject->reset();

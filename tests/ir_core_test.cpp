@@ -52,13 +52,15 @@ TEST_F(CoreTest, CancelledUserTransactionLeavesNoTrace) {
   EXPECT_STREQ(name.in(), "K");
   CORBA::String_var kept_name = keep->name();
   EXPECT_STREQ(kept_name.in(), "K");
-  EXPECT_TRUE(CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:G:1.0"))));
+  EXPECT_TRUE(
+      CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:G:1.0"))));
 }
 
 TEST_F(CoreTest, UserTransactionSkipsNameChecks) {
   CORBA::ModuleDef_var a = repo_->create_module("IDL:A:1.0", "A", "1.0");
-  EXPECT_SYSEX(BAD_PARAM, OmgMinor(3),
-               CORBA::ModuleDef_var(repo_->create_module("IDL:A2:1.0", "A", "1.0")));
+  EXPECT_SYSEX(
+      BAD_PARAM, OmgMinor(3),
+      CORBA::ModuleDef_var(repo_->create_module("IDL:A2:1.0", "A", "1.0")));
   ext_->ext_beginUserTransaction();
   CORBA::ModuleDef_var twin = repo_->create_module("IDL:A2:1.0", "A", "1.0");
   ext_->ext_endUserTransaction();
@@ -76,8 +78,9 @@ TEST_F(CoreTest, UserTransactionProtocolErrors) {
 
 TEST_F(CoreTest, DuplicateIdIsAClash) {
   CORBA::ModuleDef_var a = repo_->create_module("IDL:X:1.0", "X", "1.0");
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x54),
-               CORBA::ModuleDef_var(repo_->create_module("IDL:X:1.0", "Y", "1.0")));
+  EXPECT_SYSEX(
+      BAD_PARAM, IrMinor(0x54),
+      CORBA::ModuleDef_var(repo_->create_module("IDL:X:1.0", "Y", "1.0")));
   CORBA::ContainedSeq_var all = repo_->contents(CORBA::dk_Module, false);
   EXPECT_EQ(all->length(), 1u);
 }

@@ -133,7 +133,8 @@ TEST_F(FactoryTest, MutexTracesTwoLinesPerSection) {
 using RootTest = IrTest;
 
 TEST_F(RootTest, SecondCallReturnsTheSameRoot) {
-  EXPECT_EQ(CORBA_Repository_Impl::theRepository("/nonexistent/other.db"), root_);
+  EXPECT_EQ(CORBA_Repository_Impl::theRepository("/nonexistent/other.db"),
+            root_);
 }
 
 TEST_F(RootTest, PrincipalOutsideARequestIsTheHostName) {

@@ -36,19 +36,19 @@ constexpr CORBA::ULong OmgMinor(CORBA::ULong n) { return 0x4f4d0000UL | n; }
 
 // Runs `call`, expecting the system exception `Exc` with
 // `expected_minor`.
-#define EXPECT_SYSEX(Exc, expected_minor, call)                              \
-  do {                                                               \
-    try {                                                            \
-      call;                                                          \
-      ADD_FAILURE() << #call " did not raise " #Exc;                 \
-    } catch (const CORBA::Exc& ex_) {                                \
-      EXPECT_EQ(ex_.minor(), static_cast<CORBA::ULong>(expected_minor))       \
-          << #call " raised " #Exc " with minor 0x" << std::hex      \
-          << ex_.minor();                                            \
-    } catch (const CORBA::SystemException& ex_) {                    \
-      ADD_FAILURE() << #call " raised " << ex_._name() << " minor 0x" \
-                    << std::hex << ex_.minor() << " instead of " #Exc; \
-    }                                                                \
+#define EXPECT_SYSEX(Exc, expected_minor, call)                         \
+  do {                                                                  \
+    try {                                                               \
+      call;                                                             \
+      ADD_FAILURE() << #call " did not raise " #Exc;                    \
+    } catch (const CORBA::Exc& ex_) {                                   \
+      EXPECT_EQ(ex_.minor(), static_cast<CORBA::ULong>(expected_minor)) \
+          << #call " raised " #Exc " with minor 0x" << std::hex         \
+          << ex_.minor();                                               \
+    } catch (const CORBA::SystemException& ex_) {                       \
+      ADD_FAILURE() << #call " raised " << ex_._name() << " minor 0x"   \
+                    << std::hex << ex_.minor() << " instead of " #Exc;  \
+    }                                                                   \
   } while (0)
 
 #endif

@@ -54,8 +54,8 @@ TEST_F(NamingTest, ScopedNameLookup) {
       CORBA::Container_var container = CORBA::Container::_narrow(from);
       found = container->lookup(c.name);
     }
-    EXPECT_EQ(IdOf(found), c.expected) << "lookup(\"" << c.name << "\") from "
-                                       << c.from;
+    EXPECT_EQ(IdOf(found), c.expected)
+        << "lookup(\"" << c.name << "\") from " << c.from;
   }
   EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
                CORBA::Contained_var(repo_->lookup(nullptr)));
@@ -83,7 +83,8 @@ TEST_F(NamingTest, AbsoluteNameAndDefinedIn) {
   // The scoped name follows a rename of an enclosing module.
   b_->name("B2");
   CORBA::String_var renamed = c_->absolute_name();
-  EXPECT_STREQ(renamed.in(), "::A::B::C")  // cached per object until its own rename
+  EXPECT_STREQ(renamed.in(),
+               "::A::B::C")  // cached per object until its own rename
       << "the scoped-name cache is per object";
   CORBA::String_var own = b_->absolute_name();
   EXPECT_STREQ(own.in(), "::A::B2");
@@ -111,7 +112,8 @@ TEST_F(NamingTest, ChangeOfIdRules) {
   b_->id("IDL:NewB:2.0");
   // Object ids are repository ids: the old reference names nothing now.
   EXPECT_THROW(CORBA::String_var(b_->id()), CORBA::OBJECT_NOT_EXIST);
-  EXPECT_TRUE(CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:A/B:1.0"))));
+  EXPECT_TRUE(
+      CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:A/B:1.0"))));
   CORBA::Contained_var moved = repo_->lookup_id("IDL:NewB:2.0");
   EXPECT_FALSE(CORBA::is_nil(moved));
   // The children keep their parent.
@@ -119,7 +121,8 @@ TEST_F(NamingTest, ChangeOfIdRules) {
   EXPECT_EQ(IdOf(CORBA::Contained_var(CORBA::Contained::_narrow(parent))),
             "IDL:NewB:2.0");
   Reopen();
-  EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B"))), "IDL:NewB:2.0");
+  EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B"))),
+            "IDL:NewB:2.0");
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B::C"))),
             "IDL:A/B/C:1.0");
 }
@@ -145,7 +148,8 @@ TEST_F(NamingTest, DestroyRemovesTheSubtreeAndTurnsCachesOff) {
   EXPECT_TRUE(dont_use_contents_cache);
   CORBA::ContainedSeq_var after = a_->contents(CORBA::dk_all, false);
   EXPECT_EQ(after->length(), 0u);
-  EXPECT_TRUE(CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:A/B/C:1.0"))));
+  EXPECT_TRUE(
+      CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:A/B/C:1.0"))));
   EXPECT_THROW(c_->name(), CORBA::OBJECT_NOT_EXIST);
 }
 
@@ -154,8 +158,9 @@ TEST_F(NamingTest, ContentsLimitTypes) {
     auto kind = static_cast<CORBA::DefinitionKind>(k);
     EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
                  CORBA::ContainedSeq_var(repo_->contents(kind, false)));
-    EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-                 CORBA::ContainedSeq_var(repo_->lookup_name("A", 1, kind, false)));
+    EXPECT_SYSEX(
+        BAD_PARAM, IrMinor(0x48),
+        CORBA::ContainedSeq_var(repo_->lookup_name("A", 1, kind, false)));
     EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
                  CORBA::Container::DescriptionSeq_var(
                      repo_->describe_contents(kind, false, -1)));
@@ -171,7 +176,8 @@ TEST_F(NamingTest, LookupNameLevelsAndDescribeContents) {
   CORBA::ContainedSeq_var one = a_->lookup_name("C", 1, CORBA::dk_all, false);
   ASSERT_EQ(one->length(), 1u);
   EXPECT_EQ(IdOf(one[0]), "IDL:A/C:1.0");
-  CORBA::ContainedSeq_var all = a_->lookup_name("C", -1, CORBA::dk_Module, false);
+  CORBA::ContainedSeq_var all =
+      a_->lookup_name("C", -1, CORBA::dk_Module, false);
   EXPECT_EQ(all->length(), 2u);
   CORBA::Container::DescriptionSeq_var d =
       a_->describe_contents(CORBA::dk_all, false, -1);
@@ -191,23 +197,27 @@ TEST_F(NamingTest, LookupNameLevelsAndDescribeContents) {
 
 TEST_F(NamingTest, CreateModuleChecks) {
   std::string n254(254, 'n'), n255(255, 'n');
-  CORBA::ModuleDef_var ok = repo_->create_module("IDL:N254:1.0", n254.c_str(), "1.0");
+  CORBA::ModuleDef_var ok =
+      repo_->create_module("IDL:N254:1.0", n254.c_str(), "1.0");
   EXPECT_FALSE(CORBA::is_nil(ok));
   EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
                CORBA::ModuleDef_var(
                    repo_->create_module("IDL:N255:1.0", n255.c_str(), "1.0")));
   EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
                CORBA::ModuleDef_var(repo_->create_module(nullptr, "x", "1.0")));
-  EXPECT_SYSEX(BAD_PARAM, OmgMinor(3),
-               CORBA::ModuleDef_var(repo_->create_module("IDL:A2:1.0", "A", "1.0")));
-  EXPECT_TRUE(CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:N255:1.0"))));
+  EXPECT_SYSEX(
+      BAD_PARAM, OmgMinor(3),
+      CORBA::ModuleDef_var(repo_->create_module("IDL:A2:1.0", "A", "1.0")));
+  EXPECT_TRUE(
+      CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:N255:1.0"))));
 }
 
 TEST_F(NamingTest, ContainersRefuseWhatTheyDoNotHold) {
   CORBA::Contained_var object = repo_->lookup_id("IDL:Object:1.0");
   CORBA::InterfaceDef_var itf = CORBA::InterfaceDef::_narrow(object);
-  EXPECT_SYSEX(NO_IMPLEMENT, IrMinor(0x34),
-               CORBA::ModuleDef_var(itf->create_module("IDL:I/M:1.0", "M", "1.0")));
+  EXPECT_SYSEX(
+      NO_IMPLEMENT, IrMinor(0x34),
+      CORBA::ModuleDef_var(itf->create_module("IDL:I/M:1.0", "M", "1.0")));
   EXPECT_SYSEX(NO_IMPLEMENT, IrMinor(0x34),
                CORBA::InterfaceDef_var(itf->create_interface(
                    "IDL:I/J:1.0", "J", "1.0", CORBA::InterfaceDefSeq())));

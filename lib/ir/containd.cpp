@@ -25,8 +25,8 @@ CORBA_Contained_Impl::CORBA_Contained_Impl() = default;
 CORBA_Contained_Impl::CORBA_Contained_Impl(const char* id, const char* name,
                                            const char* version,
                                            const char* defined_in)
-    : id_handle_(new StoreHandle(CORBA::String_var(copy_or_fail(id, __LINE__))
-                                     .in())),
+    : id_handle_(
+          new StoreHandle(CORBA::String_var(copy_or_fail(id, __LINE__)).in())),
       name_(copy_or_fail(name, __LINE__)),
       version_(copy_or_fail(version, __LINE__)),
       defined_in_(copy_or_fail(defined_in, __LINE__)),
@@ -38,8 +38,8 @@ CORBA_Contained_Impl::CORBA_Contained_Impl(const char* id, const char* name,
                                            const char* version,
                                            CORBA_Repository_Impl* repository,
                                            const char* defined_in)
-    : id_handle_(new StoreHandle(CORBA::String_var(copy_or_fail(id, __LINE__))
-                                     .in())),
+    : id_handle_(
+          new StoreHandle(CORBA::String_var(copy_or_fail(id, __LINE__)).in())),
       name_(name ? CORBA::string_dup(name) : nullptr),
       version_(version ? CORBA::string_dup(version) : nullptr),
       defined_in_(defined_in ? CORBA::string_dup(defined_in) : nullptr),
@@ -118,9 +118,9 @@ CORBA::Container_ptr CORBA_Contained_Impl::defined_in() {
     CORBA::Object_var root = repository_->_ref();
     return CORBA::Container::_narrow(root);
   }
-  Servant_ref<CORBA_Contained_Impl> parent(ir_store_call(
-      kFile, __LINE__, own_defined_in(),
-      [&] { return ir_find_object(store_, own_defined_in()); }));
+  Servant_ref<CORBA_Contained_Impl> parent(
+      ir_store_call(kFile, __LINE__, own_defined_in(),
+                    [&] { return ir_find_object(store_, own_defined_in()); }));
   if (!parent.in()) return CORBA::Container::_nil();
   CORBA::Object_var obj = parent->_ref();
   return CORBA::Container::_narrow(obj);
@@ -186,33 +186,32 @@ void CORBA_Contained_Impl::id(const char* new_id) {
     // The probe's update is cancelled here; the change runs in its own.
   }
   std::string old_id = own_id();
-  ir_in_update(store_, kFile, __LINE__, "CORBA::Contained::id (...)",
-               [&](IrUpdate&) {
-                 StoreHandle old_handle(old_id);
-                 IdList users = store_->IRReferring(old_handle, 0);
-                 set_id(new_id);
-                 try {
-                   for (const std::string& user : users) {
-                     if (user == old_id) continue;
-                     Servant_ref<CORBA_Contained_Impl> s(
-                         ir_find_object(store_, user));
-                     if (!s.in()) continue;
-                     s->changeID(old_id.c_str(), new_id);
-                     s->write_record();
-                   }
-                   store_->IRReKey(old_handle, new_handle);
-                   // Servants of the children hold their parent's id.
-                   for (const std::string& child :
-                        store_->IRChildren(new_handle, CORBA::dk_all)) {
-                     Servant_ref<CORBA_Contained_Impl> c(
-                         irobj_get_from_cache(child.c_str()));
-                     if (c.in()) c->defined_in_ = CORBA::string_dup(new_id);
-                   }
-                 } catch (...) {
-                   set_id(old_id.c_str());
-                   throw;
-                 }
-               });
+  ir_in_update(
+      store_, kFile, __LINE__, "CORBA::Contained::id (...)", [&](IrUpdate&) {
+        StoreHandle old_handle(old_id);
+        IdList users = store_->IRReferring(old_handle, 0);
+        set_id(new_id);
+        try {
+          for (const std::string& user : users) {
+            if (user == old_id) continue;
+            Servant_ref<CORBA_Contained_Impl> s(ir_find_object(store_, user));
+            if (!s.in()) continue;
+            s->changeID(old_id.c_str(), new_id);
+            s->write_record();
+          }
+          store_->IRReKey(old_handle, new_handle);
+          // Servants of the children hold their parent's id.
+          for (const std::string& child :
+               store_->IRChildren(new_handle, CORBA::dk_all)) {
+            Servant_ref<CORBA_Contained_Impl> c(
+                irobj_get_from_cache(child.c_str()));
+            if (c.in()) c->defined_in_ = CORBA::string_dup(new_id);
+          }
+        } catch (...) {
+          set_id(old_id.c_str());
+          throw;
+        }
+      });
   // The servant cache is keyed by id.
   irobj_remove_from_cache(old_id.c_str());
   irobj_put_in_cache(new_id, this);
@@ -220,40 +219,40 @@ void CORBA_Contained_Impl::id(const char* new_id) {
 }
 
 void CORBA_Contained_Impl::name(const char* new_name) {
-  if (!new_name) kaldBadArgument(kFile, __LINE__, "CORBA::Contained::name(...)");
+  if (!new_name)
+    kaldBadArgument(kFile, __LINE__, "CORBA::Contained::name(...)");
   StoreHandle parent(own_defined_in());
-  ir_in_update(store_, kFile, __LINE__, "CORBA::Contained::name(...)",
-               [&](IrUpdate& update) {
-                 if (!TransOn) {
-                   if (store_->IRChildByName(parent, new_name)) {
-                     update.cancel();
-                     kaldError(IR_MINOR_CLASH, CORBA::COMPLETED_NO, kFile,
-                               __LINE__, nullptr, 0, IR_MSG_CLASH, 0,
-                               CORBA::_tc_string, "CORBA::Contained::name(...)",
-                               0);
-                   }
-                   if (def_kind_ == CORBA::dk_Attribute ||
-                       def_kind_ == CORBA::dk_Operation) {
-                     for (CORBA::DefinitionKind k :
-                          {CORBA::dk_Operation, CORBA::dk_Attribute}) {
-                       if (!store_->IRLookupName(parent, new_name, -1, k, false)
-                                .empty()) {
-                         update.cancel();
-                         kaldError(IR_MINOR_CLASH, CORBA::COMPLETED_NO, kFile,
-                                   __LINE__, nullptr, 0, IR_MSG_BAD_ARGUMENT, 0,
-                                   CORBA::_tc_string,
-                                   "CORBA::Contained::name(...)", 0);
-                       }
-                     }
-                   }
-                   if (store_->IRNameInContents(parent, new_name)) {
-                     update.cancel();
-                     ir_throw_bad_param(1, kFile, __LINE__,
-                                        "CORBA::Contained::name(...)");
-                   }
-                 }
-                 store_->IRRename(*id_handle_, new_name);
-               });
+  ir_in_update(
+      store_, kFile, __LINE__, "CORBA::Contained::name(...)",
+      [&](IrUpdate& update) {
+        if (!TransOn) {
+          if (store_->IRChildByName(parent, new_name)) {
+            update.cancel();
+            kaldError(IR_MINOR_CLASH, CORBA::COMPLETED_NO, kFile, __LINE__,
+                      nullptr, 0, IR_MSG_CLASH, 0, CORBA::_tc_string,
+                      "CORBA::Contained::name(...)", 0);
+          }
+          if (def_kind_ == CORBA::dk_Attribute ||
+              def_kind_ == CORBA::dk_Operation) {
+            for (CORBA::DefinitionKind k :
+                 {CORBA::dk_Operation, CORBA::dk_Attribute}) {
+              if (!store_->IRLookupName(parent, new_name, -1, k, false)
+                       .empty()) {
+                update.cancel();
+                kaldError(IR_MINOR_CLASH, CORBA::COMPLETED_NO, kFile, __LINE__,
+                          nullptr, 0, IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
+                          "CORBA::Contained::name(...)", 0);
+              }
+            }
+          }
+          if (store_->IRNameInContents(parent, new_name)) {
+            update.cancel();
+            ir_throw_bad_param(1, kFile, __LINE__,
+                               "CORBA::Contained::name(...)");
+          }
+        }
+        store_->IRRename(*id_handle_, new_name);
+      });
   name_ = CORBA::string_dup(new_name);
   absolute_name_cache_ = static_cast<char*>(nullptr);
   drop_parent_contents_cache();
@@ -263,8 +262,8 @@ void CORBA_Contained_Impl::drop_parent_contents_cache() {
   // The container's contents cache indexes its contents by name and id.
   Servant_ref<CORBA_Container_Impl> container;
   try {
-    container = CORBA_Container_Impl::container_from_sh(
-        StoreHandle(own_defined_in()));
+    container =
+        CORBA_Container_Impl::container_from_sh(StoreHandle(own_defined_in()));
   } catch (const CORBA::SystemException&) {
     return;
   }
@@ -293,14 +292,15 @@ void CORBA_Contained_Impl::destroy() {
   if (std::strcmp(own_id(), "IDL:Object:1.0") == 0)
     kaldBadArgument(kFile, __LINE__, "CORBA::Contained::destroy");
   CORBA::String_var who = identify_principal();
-  IdList doomed = ir_in_update(store_, kFile, __LINE__, "CORBA::Contained::destroy",
-                               [&](IrUpdate&) {
+  IdList doomed = ir_in_update(store_, kFile, __LINE__,
+                               "CORBA::Contained::destroy", [&](IrUpdate&) {
                                  IdList ids = store_->IRSubtree(*id_handle_);
                                  store_->IRRemove(*id_handle_);
                                  return ids;
                                });
   std::string text = std::string("destroyed ") + own_id() + " (" +
-                     std::to_string(doomed.size()) + " records) for " + who.in();
+                     std::to_string(doomed.size()) + " records) for " +
+                     who.in();
   if (QORIRTrace) QORTraceString(kFile, __LINE__, "", text.c_str());
   for (const std::string& id : doomed) irobj_remove_from_cache(id.c_str());
   dont_use_contents_cache = true;
@@ -310,8 +310,9 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::objects_of(const IdList& ids) {
   CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
   out->length(0);
   for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store_, id); }));
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_store_call(kFile, __LINE__, id.c_str(),
+                      [&] { return ir_find_object(store_, id); }));
     if (!s.in()) continue;
     CORBA::ULong n = out->length();
     out->length(n + 1);
@@ -349,7 +350,8 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_objects_2b_deleted() {
 CORBA::Contained_ptr get_next_contained(Encapsulation& e, IRStore* store) {
   e.get_ulong();  // the kind: the record's own kind is what counts
   CORBA::String_var id = e.get_string();
-  Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-      kFile, __LINE__, id.in(), [&] { return ir_find_object(store, id.in()); }));
+  Servant_ref<CORBA_Contained_Impl> s(
+      ir_store_call(kFile, __LINE__, id.in(),
+                    [&] { return ir_find_object(store, id.in()); }));
   return ir_ref_as<CORBA::Contained>(s.in());
 }

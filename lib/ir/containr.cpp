@@ -15,7 +15,8 @@ constexpr std::size_t kMaxNameLength = 254;
 
 // Step 2 of every create operation.
 void check_name_length(const char* name, const char* text) {
-  if (std::strlen(name) > kMaxNameLength) kaldBadArgument(kFile, __LINE__, text);
+  if (std::strlen(name) > kMaxNameLength)
+    kaldBadArgument(kFile, __LINE__, text);
 }
 }  // namespace
 
@@ -76,8 +77,8 @@ CORBA::Contained_ptr CORBA_Container_Impl::lookup(const char* search_name,
   std::string name = search_name;
   // The built-in Object interface lives at the top under its simple name.
   if (name == "::CORBA::Object") name = "::Object";
-  std::string start = name.compare(0, 2, "::") == 0 ? repository_base_rep_id
-                                                    : container_id;
+  std::string start =
+      name.compare(0, 2, "::") == 0 ? repository_base_rep_id : container_id;
   std::unique_ptr<StoreHandle> current(new StoreHandle(start));
   bool any = false;
   std::size_t pos = 0;
@@ -104,8 +105,9 @@ CORBA::ContainedSeq* references_of(IRStore* store, const IdList& ids) {
   CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
   out->length(0);
   for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store, id); }));
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_store_call(kFile, __LINE__, id.c_str(),
+                      [&] { return ir_find_object(store, id); }));
     if (!s.in()) continue;
     CORBA::ULong n = out->length();
     out->length(n + 1);
@@ -136,8 +138,9 @@ void CORBA_Container_Impl::fill_contents_cache() {
   });
   contents_cache_.reserve(ids.size());
   for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store_, id); }));
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_store_call(kFile, __LINE__, id.c_str(),
+                      [&] { return ir_find_object(store_, id); }));
     if (s.in()) append_to_cache(s.in());
   }
   contents_cached_ = true;
@@ -262,8 +265,9 @@ void CORBA_Container_Impl::clear_children_cache_contents(
     return store_->IRChildren(h, CORBA::dk_all);
   });
   for (const std::string& child : children) {
-    int kind = ir_store_call(kFile, __LINE__, child.c_str(),
-                             [&] { return store_->IRKindOf(StoreHandle(child)); });
+    int kind = ir_store_call(kFile, __LINE__, child.c_str(), [&] {
+      return store_->IRKindOf(StoreHandle(child));
+    });
     // Only containers have a contents cache.
     if (!_has_kind_container(static_cast<CORBA::DefinitionKind>(kind)))
       continue;
@@ -279,7 +283,8 @@ CORBA::ContainedSeq* CORBA_Container_Impl::lookup_name(
   ir_check_limit_type(limit_type, kFile, __LINE__,
                       "CORBA::Container::lookup_name::limit_type");
   if (!search_name)
-    kaldBadArgument(kFile, __LINE__, "CORBA::Container::lookup_name::limit_type");
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::lookup_name::limit_type");
   StoreHandle h(container_id);
   IdList ids = ir_store_call(kFile, __LINE__, container_id, [&] {
     return store_->IRLookupName(h, search_name, levels_to_search, limit_type,
@@ -302,8 +307,9 @@ CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
       new CORBA::Container::DescriptionSeq;
   out->length(0);
   for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store_, id); }));
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_store_call(kFile, __LINE__, id.c_str(),
+                      [&] { return ir_find_object(store_, id); }));
     if (!s.in()) continue;
     CORBA::Contained::Description_var d = s->describe();
     CORBA::ULong n = out->length();
@@ -448,7 +454,8 @@ CORBA::NativeDef_ptr CORBA_Container_Impl::create_native(const char*,
   ir_refuse_create(kFile, __LINE__);
 }
 
-CORBA::AbstractInterfaceDef_ptr CORBA_Container_Impl::create_abstract_interface_i(
+CORBA::AbstractInterfaceDef_ptr
+CORBA_Container_Impl::create_abstract_interface_i(
     const char*, const char*, const char*,
     const CORBA::AbstractInterfaceDefSeq&, const char*) {
   ir_refuse_create(kFile, __LINE__);

@@ -25,7 +25,8 @@ class CORBA_Container_Impl : public virtual POA_CORBA::Container,
   static CORBA_Container_Impl* _narrow(CORBA_IRObject_Impl* p);
 
   // --- reading ----------------------------------------------------------
-  CORBA::Contained_ptr lookup(const char* search_name, const char* container_id);
+  CORBA::Contained_ptr lookup(const char* search_name,
+                              const char* container_id);
   CORBA::ContainedSeq* read_contents(CORBA::DefinitionKind limit_type,
                                      CORBA::Boolean exclude_inherited,
                                      const char* container_id);
@@ -48,8 +49,8 @@ class CORBA_Container_Impl : public virtual POA_CORBA::Container,
   // Handle on the id of the content named `name` (inherited ones
   // included), or null.
   std::unique_ptr<StoreHandle> is_name_in_contents(const char* name);
-  std::unique_ptr<StoreHandle> is_name_in_contents(const char* name,
-                                                   const StoreHandle& container);
+  std::unique_ptr<StoreHandle> is_name_in_contents(
+      const char* name, const StoreHandle& container);
   void add_to_contents(CORBA_Contained_Impl* c);
   // Forgets the cached contents of this container.
   void drop_contents_cache();

@@ -48,8 +48,7 @@ CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::base_interfaces() {
 void CORBA_InterfaceDef_Impl::set_bases(const CORBA::InterfaceDefSeq& bases) {
   for (CORBA::ULong i = 0; i < bases_.length(); ++i) {
     std::string base = interface_id_of(bases_[i]);
-    if (!base.empty())
-      store_->IRRemoveInherit(id_handle(), StoreHandle(base));
+    if (!base.empty()) store_->IRRemoveInherit(id_handle(), StoreHandle(base));
   }
   for (CORBA::ULong i = 0; i < bases.length(); ++i) {
     std::string base = interface_id_of(bases[i]);
@@ -94,7 +93,8 @@ void CORBA_InterfaceDef_Impl::base_interfaces(
 }
 
 CORBA::Boolean CORBA_InterfaceDef_Impl::is_a(const char* interface_id) {
-  if (!interface_id) kaldBadArgument(kFile, __LINE__, "CORBA::InterfaceDef::is_a");
+  if (!interface_id)
+    kaldBadArgument(kFile, __LINE__, "CORBA::InterfaceDef::is_a");
   return ir_store_call(kFile, __LINE__, interface_id, [&] {
     return store_->IRIsA(id_handle(), interface_id);
   });
@@ -157,8 +157,9 @@ CORBA_InterfaceDef_Impl::describe_interface() {
     return store_->IRContents(id_handle(), CORBA::dk_all, true, -1);
   });
   for (const std::string& id : own) {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store_, id); }));
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_store_call(kFile, __LINE__, id.c_str(),
+                      [&] { return ir_find_object(store_, id); }));
     if (!s.in()) continue;
     CORBA::DefinitionKind k = s->def_kind();
     if (k != CORBA::dk_Operation && k != CORBA::dk_Attribute) continue;
@@ -189,8 +190,9 @@ CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::ext_interface_children() {
   CORBA::InterfaceDefSeq_var out = new CORBA::InterfaceDefSeq;
   out->length(0);
   for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, id.c_str(), [&] { return ir_find_object(store_, id); }));
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_store_call(kFile, __LINE__, id.c_str(),
+                      [&] { return ir_find_object(store_, id); }));
     if (!s.in() || !s->_has_kind_container(s->def_kind())) continue;
     CORBA::ULong n = out->length();
     out->length(n + 1);

@@ -81,14 +81,31 @@ bool is_anonymous_type(CORBA::DefinitionKind kind) {
 }
 
 const char* def_kind_name(CORBA::DefinitionKind kind) {
-  static const char* const kNames[] = {
-      "dk_none",      "dk_all",        "dk_Attribute",  "dk_Constant",
-      "dk_Exception", "dk_Interface",  "dk_Module",     "dk_Operation",
-      "dk_Typedef",   "dk_Alias",      "dk_Struct",     "dk_Union",
-      "dk_Enum",      "dk_Primitive",  "dk_String",     "dk_Sequence",
-      "dk_Array",     "dk_Repository", "dk_Wstring",    "dk_Fixed",
-      "dk_Value",     "dk_ValueBox",   "dk_ValueMember", "dk_Native",
-      "dk_AbstractInterface"};
+  static const char* const kNames[] = {"dk_none",
+                                       "dk_all",
+                                       "dk_Attribute",
+                                       "dk_Constant",
+                                       "dk_Exception",
+                                       "dk_Interface",
+                                       "dk_Module",
+                                       "dk_Operation",
+                                       "dk_Typedef",
+                                       "dk_Alias",
+                                       "dk_Struct",
+                                       "dk_Union",
+                                       "dk_Enum",
+                                       "dk_Primitive",
+                                       "dk_String",
+                                       "dk_Sequence",
+                                       "dk_Array",
+                                       "dk_Repository",
+                                       "dk_Wstring",
+                                       "dk_Fixed",
+                                       "dk_Value",
+                                       "dk_ValueBox",
+                                       "dk_ValueMember",
+                                       "dk_Native",
+                                       "dk_AbstractInterface"};
   unsigned k = static_cast<unsigned>(kind);
   return k < sizeof kNames / sizeof kNames[0] ? kNames[k] : "dk_?";
 }
@@ -108,7 +125,8 @@ void CORBA_IRObject_Impl::destroy() {}
 
 void CORBA_IRObject_Impl::object_to_stream(Encapsulation&) {}
 
-CORBA_IRObject_Impl* CORBA_IRObject_Impl::_has_kind(CORBA::DefinitionKind kind) {
+CORBA_IRObject_Impl* CORBA_IRObject_Impl::_has_kind(
+    CORBA::DefinitionKind kind) {
   return kind == def_kind_ ? this : nullptr;
 }
 
@@ -188,11 +206,12 @@ void irobj_parse_throw(int code, const char* file, int line, const char* text) {
                 nullptr, 0, IR_MSG_STORE_FAILURE, 0, CORBA::_tc_string, text,
                 0);
     case IRStore::kNoMemory:
-      kaldError(IR_MINOR_NO_MEMORY, CORBA::COMPLETED_NO, kFile, 354, nullptr,
-                0, 0);
+      kaldError(IR_MINOR_NO_MEMORY, CORBA::COMPLETED_NO, kFile, 354, nullptr, 0,
+                0);
     case IRStore::kReadOnly: {
       // irserver --read-only: every changing operation is refused.
-      std::string t = std::string("read-only repository: ") + (text ? text : "");
+      std::string t =
+          std::string("read-only repository: ") + (text ? text : "");
       QORLogError(file, line, t.c_str());
       throw CORBA::NO_PERMISSION(0, CORBA::COMPLETED_NO);
     }
@@ -282,7 +301,8 @@ void IrUpdate::cancel() {
     store_->IRCancelUpdate();
   } catch (const IRStore::Exception&) {
     kaldError(IR_MINOR_BAD_KIND, CORBA::COMPLETED_NO, file_, line_, nullptr, 0,
-              IR_MSG_STORE_OPERATION, 0, CORBA::_tc_string, "IRCancelUpdate", 0);
+              IR_MSG_STORE_OPERATION, 0, CORBA::_tc_string, "IRCancelUpdate",
+              0);
   }
 }
 
@@ -322,7 +342,8 @@ CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
   if (kind == CORBA::dk_Repository) return nullptr;
   CORBA_Contained_Impl* servant = nullptr;
-  if (is_contained_def_kind(kind)) servant = build_servant(kind, name, id, root);
+  if (is_contained_def_kind(kind))
+    servant = build_servant(kind, name, id, root);
   if (!servant)
     kaldError(IR_MINOR_BAD_KIND, CORBA::COMPLETED_NO, kFile, 292, nullptr, 0,
               IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,

@@ -19,8 +19,8 @@ class CORBA_ModuleDef_Impl : public virtual POA_IRExt::ModuleDef,
   CORBA::Contained::Description* describe() override;
   const char* container_id() override { return own_id(); }
 
-  IR_CONTAINER_FORWARDERS(fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd,
-                          fwd, fwd)
+  IR_CONTAINER_FORWARDERS(fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd,
+                          fwd)
 };
 
 #endif

@@ -24,13 +24,13 @@ void ir_cache_callback(char* key, void* value) {
 }
 
 const CORBA::PrimitiveKind kPrimitiveOrder[] = {
-    CORBA::pk_null,     CORBA::pk_void,      CORBA::pk_short,
-    CORBA::pk_long,     CORBA::pk_ushort,    CORBA::pk_ulong,
-    CORBA::pk_float,    CORBA::pk_double,    CORBA::pk_boolean,
-    CORBA::pk_char,     CORBA::pk_wchar,     CORBA::pk_octet,
-    CORBA::pk_any,      CORBA::pk_TypeCode,  CORBA::pk_Principal,
-    CORBA::pk_string,   CORBA::pk_longlong,  CORBA::pk_ulonglong,
-    CORBA::pk_wstring,  CORBA::pk_objref};
+    CORBA::pk_null,    CORBA::pk_void,     CORBA::pk_short,
+    CORBA::pk_long,    CORBA::pk_ushort,   CORBA::pk_ulong,
+    CORBA::pk_float,   CORBA::pk_double,   CORBA::pk_boolean,
+    CORBA::pk_char,    CORBA::pk_wchar,    CORBA::pk_octet,
+    CORBA::pk_any,     CORBA::pk_TypeCode, CORBA::pk_Principal,
+    CORBA::pk_string,  CORBA::pk_longlong, CORBA::pk_ulonglong,
+    CORBA::pk_wstring, CORBA::pk_objref};
 }  // namespace
 
 CORBA::InterfaceDef_var Object_interface_ptr;
@@ -55,7 +55,8 @@ CORBA::Contained::Description* CORBA_Repository_Contained::describe() {
   return nullptr;
 }
 
-// --- construction ----------------------------------------------------------------
+// --- construction
+// ----------------------------------------------------------------
 
 CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
     : CORBA_IRObject_Impl(CORBA::dk_Repository) {
@@ -107,7 +108,8 @@ CORBA_Repository_Impl::~CORBA_Repository_Impl() {
       IrCriticalSection cs(mutex_, kFile, 459);
       for (const std::string& key : kalLookupTableDumpKeys(cache_)) {
         char* stored = nullptr;
-        void* value = kalRemoveElementFromLookupTable(cache_, key.c_str(), &stored);
+        void* value =
+            kalRemoveElementFromLookupTable(cache_, key.c_str(), &stored);
         if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
         CORBA::string_free(stored);
       }
@@ -159,16 +161,15 @@ void CORBA_Repository_Impl::create_Object(CORBA_Repository_Impl* root) {
     return;
   }
   Servant_ref<CORBA_InterfaceDef_Impl> object;
-  ir_in_update(store, kFile, 135, "CORBA::Repository::create_Object",
-               [&](IrUpdate&) {
-                 CORBA::TypeCode_var tc =
-                     ir_orb()->create_interface_tc(kObjectId, "Object");
-                 object = new CORBA_InterfaceDef_Impl(
-                     kObjectId, "Object", "1.0", repository_base_rep_id,
-                     tc._retn());
-                 store->IRStoreObject(object.in());
-                 store->IRAddContained(object_handle, *root->root_handle_);
-               });
+  ir_in_update(
+      store, kFile, 135, "CORBA::Repository::create_Object", [&](IrUpdate&) {
+        CORBA::TypeCode_var tc =
+            ir_orb()->create_interface_tc(kObjectId, "Object");
+        object = new CORBA_InterfaceDef_Impl(
+            kObjectId, "Object", "1.0", repository_base_rep_id, tc._retn());
+        store->IRStoreObject(object.in());
+        store->IRAddContained(object_handle, *root->root_handle_);
+      });
   irobj_put_in_cache(kObjectId, object.in());
   Object_interface_ptr = ir_ref_as<CORBA::InterfaceDef>(object.in());
 }
@@ -203,7 +204,8 @@ CORBA_PrimitiveDef_Impl* CORBA_Repository_Impl::get_primitive_impl(
   return primitives_[k];
 }
 
-// --- user transactions ----------------------------------------------------------
+// --- user transactions
+// ----------------------------------------------------------
 
 void CORBA_Repository_Impl::ext_beginUserTransaction() {
   ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_beginUserTransaction",
@@ -235,9 +237,12 @@ void CORBA_Repository_Impl::forget_servants() {
   Object_interface_ptr = CORBA::InterfaceDef::_nil();
 }
 
-// --- references and dispatch -------------------------------------------------------
+// --- references and dispatch
+// -------------------------------------------------------
 
-std::string CORBA_Repository_Impl::object_key() { return repository_base_rep_id; }
+std::string CORBA_Repository_Impl::object_key() {
+  return repository_base_rep_id;
+}
 
 CORBA::Object_ptr CORBA_Repository_Impl::_ref() {
   CORBA::Object_ptr ins = ir_root_reference(this);

@@ -62,16 +62,16 @@ class CORBA_Repository_Impl : public virtual POA_IRExt::Repository,
   CORBA::PrimitiveDef_ptr get_primitive(CORBA::PrimitiveKind kind) override;
   CORBA::StringDef_ptr create_string(CORBA::ULong bound) override;
   CORBA::WstringDef_ptr create_wstring(CORBA::ULong bound) override;
-  CORBA::SequenceDef_ptr create_sequence(CORBA::ULong bound,
-                                         CORBA::IDLType_ptr element_type) override;
+  CORBA::SequenceDef_ptr create_sequence(
+      CORBA::ULong bound, CORBA::IDLType_ptr element_type) override;
   CORBA::ArrayDef_ptr create_array(CORBA::ULong length,
                                    CORBA::IDLType_ptr element_type) override;
   CORBA::FixedDef_ptr create_fixed(CORBA::UShort digits,
                                    CORBA::Short scale) override;
 
   const char* container_id() override { return repository_base_rep_id; }
-  IR_CONTAINER_FORWARDERS(fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd,
-                          fwd, fwd)
+  IR_CONTAINER_FORWARDERS(fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd, fwd,
+                          fwd)
 
   std::string object_key() override;
   CORBA::Object_ptr _ref() override;

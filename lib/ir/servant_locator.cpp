@@ -77,12 +77,11 @@ CORBA_IRObject_Impl* rebuild_anonymous(const std::string& oid) {
   }
 }
 
-class IrServantLocator
-    : public virtual POA_PortableServer::ServantLocator {
+class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
  public:
   PortableServer::Servant preinvoke(
-      const PortableServer::ObjectId& oid, PortableServer::POA_ptr,
-      const char*, PortableServer::ServantLocator::Cookie& cookie) override {
+      const PortableServer::ObjectId& oid, PortableServer::POA_ptr, const char*,
+      PortableServer::ServantLocator::Cookie& cookie) override {
     ir_upcall_mutex().lock();
     try {
       CORBA::String_var key = PortableServer::ObjectId_to_string(oid);
@@ -142,8 +141,7 @@ void ir_poa_init(CORBA::ORB_ptr orb) {
       PortableServer::NO_IMPLICIT_ACTIVATION);
   the_poa = root->create_POA("IR", manager, policies);
   for (CORBA::ULong i = 0; i < policies.length(); ++i) policies[i]->destroy();
-  PortableServer::ServantLocator_var locator =
-      (new IrServantLocator)->_this();
+  PortableServer::ServantLocator_var locator = (new IrServantLocator)->_this();
   the_poa->set_servant_manager(locator);
 
   obj = orb->resolve_initial_references("omniINSPOA");
@@ -159,29 +157,50 @@ CORBA::ORB_ptr ir_orb() { return the_orb.in(); }
 
 const char* ir_interface_repo_id(CORBA::DefinitionKind kind) {
   switch (kind) {
-    case CORBA::dk_Attribute: return CORBA::AttributeDef::_PD_repoId;
-    case CORBA::dk_Constant: return CORBA::ConstantDef::_PD_repoId;
-    case CORBA::dk_Exception: return CORBA::ExceptionDef::_PD_repoId;
-    case CORBA::dk_Interface: return CORBA::InterfaceDef::_PD_repoId;
-    case CORBA::dk_Module: return CORBA::ModuleDef::_PD_repoId;
-    case CORBA::dk_Operation: return CORBA::OperationDef::_PD_repoId;
-    case CORBA::dk_Alias: return CORBA::AliasDef::_PD_repoId;
-    case CORBA::dk_Struct: return CORBA::StructDef::_PD_repoId;
-    case CORBA::dk_Union: return CORBA::UnionDef::_PD_repoId;
-    case CORBA::dk_Enum: return CORBA::EnumDef::_PD_repoId;
-    case CORBA::dk_Primitive: return CORBA::PrimitiveDef::_PD_repoId;
-    case CORBA::dk_String: return CORBA::StringDef::_PD_repoId;
-    case CORBA::dk_Sequence: return CORBA::SequenceDef::_PD_repoId;
-    case CORBA::dk_Array: return CORBA::ArrayDef::_PD_repoId;
-    case CORBA::dk_Repository: return CORBA::Repository::_PD_repoId;
-    case CORBA::dk_Wstring: return CORBA::WstringDef::_PD_repoId;
-    case CORBA::dk_Value: return CORBA::ValueDef::_PD_repoId;
-    case CORBA::dk_ValueBox: return CORBA::ValueBoxDef::_PD_repoId;
-    case CORBA::dk_ValueMember: return CORBA::ValueMemberDef::_PD_repoId;
-    case CORBA::dk_Native: return CORBA::NativeDef::_PD_repoId;
+    case CORBA::dk_Attribute:
+      return CORBA::AttributeDef::_PD_repoId;
+    case CORBA::dk_Constant:
+      return CORBA::ConstantDef::_PD_repoId;
+    case CORBA::dk_Exception:
+      return CORBA::ExceptionDef::_PD_repoId;
+    case CORBA::dk_Interface:
+      return CORBA::InterfaceDef::_PD_repoId;
+    case CORBA::dk_Module:
+      return CORBA::ModuleDef::_PD_repoId;
+    case CORBA::dk_Operation:
+      return CORBA::OperationDef::_PD_repoId;
+    case CORBA::dk_Alias:
+      return CORBA::AliasDef::_PD_repoId;
+    case CORBA::dk_Struct:
+      return CORBA::StructDef::_PD_repoId;
+    case CORBA::dk_Union:
+      return CORBA::UnionDef::_PD_repoId;
+    case CORBA::dk_Enum:
+      return CORBA::EnumDef::_PD_repoId;
+    case CORBA::dk_Primitive:
+      return CORBA::PrimitiveDef::_PD_repoId;
+    case CORBA::dk_String:
+      return CORBA::StringDef::_PD_repoId;
+    case CORBA::dk_Sequence:
+      return CORBA::SequenceDef::_PD_repoId;
+    case CORBA::dk_Array:
+      return CORBA::ArrayDef::_PD_repoId;
+    case CORBA::dk_Repository:
+      return CORBA::Repository::_PD_repoId;
+    case CORBA::dk_Wstring:
+      return CORBA::WstringDef::_PD_repoId;
+    case CORBA::dk_Value:
+      return CORBA::ValueDef::_PD_repoId;
+    case CORBA::dk_ValueBox:
+      return CORBA::ValueBoxDef::_PD_repoId;
+    case CORBA::dk_ValueMember:
+      return CORBA::ValueMemberDef::_PD_repoId;
+    case CORBA::dk_Native:
+      return CORBA::NativeDef::_PD_repoId;
     case CORBA::dk_AbstractInterface:
       return CORBA::AbstractInterfaceDef::_PD_repoId;
-    default: return CORBA::IRObject::_PD_repoId;
+    default:
+      return CORBA::IRObject::_PD_repoId;
   }
 }
 
@@ -213,12 +232,15 @@ void ir_deactivate_root(CORBA_Repository_Impl* root) {
     try {
       ins_poa->deactivate_object(id);
     } catch (const PortableServer::POA::ObjectNotActive&) {
+    } catch (const CORBA::SystemException&) {
+      // The ORB has shut down: its POAs, and the activation, are gone.
     }
   }
 }
 
 CORBA::Object_ptr ir_root_reference(CORBA_Repository_Impl* root) {
-  if (CORBA::is_nil(ins_poa) || root != active_root) return CORBA::Object::_nil();
+  if (CORBA::is_nil(ins_poa) || root != active_root)
+    return CORBA::Object::_nil();
   PortableServer::ObjectId_var id =
       PortableServer::string_to_ObjectId("InterfaceRepository");
   return ins_poa->id_to_reference(id);
@@ -226,7 +248,8 @@ CORBA::Object_ptr ir_root_reference(CORBA_Repository_Impl* root) {
 
 std::string ir_register_anonymous(CORBA_IRObject_Impl* servant,
                                   const std::string& inline_form) {
-  std::string oid = "~a" + std::to_string(next_anonymous++) + ":" + hex(inline_form);
+  std::string oid =
+      "~a" + std::to_string(next_anonymous++) + ":" + hex(inline_form);
   servant->_add_ref();
   anonymous[oid] = servant;
   return oid;

@@ -78,7 +78,8 @@ void kaldErrorList(CORBA::ULong minor, CORBA::CompletionStatus completion,
   const char* name = kaldMinorName(minor);
   std::string text = std::string(name ? name : "minor") + " (0x";
   static const char kHex[] = "0123456789abcdef";
-  for (int shift = 28; shift >= 0; shift -= 4) text += kHex[(minor >> shift) & 0xf];
+  for (int shift = 28; shift >= 0; shift -= 4)
+    text += kHex[(minor >> shift) & 0xf];
   text += ")";
   if (msgno != IR_MSG_NONE) text += " " + format_message(msgno, inserts);
   QORLogError(file, line, text.c_str());

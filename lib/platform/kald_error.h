@@ -14,16 +14,16 @@ constexpr CORBA::ULong kIrMinorBase = 0x51520000UL;
 
 // X(name, offset, exception, words): every minor code of the repository,
 // listed once.  `words` is what a client tool prints for the code.
-#define IR_MINOR_CODES(X)                                                   \
-  X(IR_MINOR_NO_MEMORY, 0x33, NO_MEMORY, "allocation failed")               \
-  X(IR_MINOR_NOT_SUPPORTED, 0x34, NO_IMPLEMENT,                             \
-    "operation not supported by this kind of definition")                  \
-  X(IR_MINOR_BAD_ARGUMENT, 0x48, BAD_PARAM, "invalid argument or state")    \
-  X(IR_MINOR_NOTHING_CHANGED, 0x52, INTF_REPOS, "nothing to change")        \
-  X(IR_MINOR_BAD_KIND, 0x53, INTF_REPOS,                                    \
-    "bad definition kind or store failure")                                \
+#define IR_MINOR_CODES(X)                                                    \
+  X(IR_MINOR_NO_MEMORY, 0x33, NO_MEMORY, "allocation failed")                \
+  X(IR_MINOR_NOT_SUPPORTED, 0x34, NO_IMPLEMENT,                              \
+    "operation not supported by this kind of definition")                    \
+  X(IR_MINOR_BAD_ARGUMENT, 0x48, BAD_PARAM, "invalid argument or state")     \
+  X(IR_MINOR_NOTHING_CHANGED, 0x52, INTF_REPOS, "nothing to change")         \
+  X(IR_MINOR_BAD_KIND, 0x53, INTF_REPOS,                                     \
+    "bad definition kind or store failure")                                  \
   X(IR_MINOR_CLASH, 0x54, BAD_PARAM, "name or repository id already in use") \
-  X(IR_MINOR_NO_SUCH_OBJECT, 0x55, INTF_REPOS, "no such definition")        \
+  X(IR_MINOR_NO_SUCH_OBJECT, 0x55, INTF_REPOS, "no such definition")         \
   X(IR_MINOR_STORE_FAILURE, 0x56, PERSIST_STORE, "persistent store failure")
 
 enum IrMinorCode : CORBA::ULong {
@@ -60,9 +60,7 @@ const char* kaldMinorWords(CORBA::ULong minor);
 class KaldArg {
  public:
   enum Tag { kMark, kTypeCode, kValue };
-  KaldArg(int mark) : tag_(kMark), tc_(nullptr), value_(nullptr) {
-    (void)mark;
-  }
+  KaldArg(int mark) : tag_(kMark), tc_(nullptr), value_(nullptr) { (void)mark; }
   KaldArg(CORBA::TypeCode_ptr tc) : tag_(kTypeCode), tc_(tc), value_(nullptr) {}
   KaldArg(const char* value) : tag_(kValue), tc_(nullptr), value_(value) {}
   Tag tag() const { return tag_; }
@@ -99,8 +97,7 @@ CORBA::ULong kaldMapSysError(int error);
 
 // Shorthands for the common reports: base + 0x48 / 0x53 / 0x54 with one
 // string insert, base + 0x33 without message.
-[[noreturn]] void kaldBadArgument(const char* file, int line,
-                                  const char* text);
+[[noreturn]] void kaldBadArgument(const char* file, int line, const char* text);
 [[noreturn]] void kaldNoMemory(const char* file, int line);
 
 #endif

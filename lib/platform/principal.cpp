@@ -8,7 +8,8 @@ namespace {
 
 thread_local std::string current_peer;
 
-CORBA::Boolean on_receive(omni::omniInterceptors::serverReceiveRequest_T::info_T& info) {
+CORBA::Boolean on_receive(
+    omni::omniInterceptors::serverReceiveRequest_T::info_T& info) {
   const char* peer = info.peeraddress();
   current_peer = peer ? peer : "";
   return 1;
@@ -19,7 +20,8 @@ CORBA::Boolean on_reply(omni::omniInterceptors::serverSendReply_T::info_T&) {
   return 1;
 }
 
-CORBA::Boolean on_exception(omni::omniInterceptors::serverSendException_T::info_T&) {
+CORBA::Boolean on_exception(
+    omni::omniInterceptors::serverSendException_T::info_T&) {
   current_peer.clear();
   return 1;
 }
@@ -37,7 +39,8 @@ std::string KALDCurrentPrincipal() { return current_peer; }
 
 char* QorGetHostname() {
   char name[256];
-  if (gethostname(name, sizeof name) != 0) return CORBA::string_dup("localhost");
+  if (gethostname(name, sizeof name) != 0)
+    return CORBA::string_dup("localhost");
   name[sizeof name - 1] = '\0';
   return CORBA::string_dup(name);
 }

@@ -1,0 +1,434 @@
+// irserver: serves the interface repository over IIOP.
+//
+// Start-up is one sequence of steps; any failure ends it with exactly one
+// line on standard error ("irserver: cannot start: REASON") and exit
+// status 1.  omniORB reports some failures (a port in use) only through
+// its log, so the log is captured while starting and its first message
+// becomes part of the reason; once the server is ready the captured
+// messages are written to the log's real destination and logging goes
+// there directly.
+//
+// SIGINT and SIGTERM are blocked in every thread (the mask is set before
+// ORB_init, so the ORB's threads inherit it); one thread waits for them
+// with sigwait and shuts the ORB down, after which main destroys the
+// repository (closing the database) and the ORB.
+#include <omniORB4/CORBA.h>
+#include <omniORB4/IIOP.h>
+#include <omniORB4/cdrStream.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ir/irglob.h"
+#include "ir/reposito.h"
+#include "ir/servant_locator.h"
+#include "platform/kald_error.h"
+#include "platform/principal.h"
+#include "platform/qor_log.h"
+#include "server_options.h"
+#include "store/irdb.h"
+
+namespace {
+
+// A failure to start, with the reason shown to the user.
+struct StartupError {
+  std::string reason;
+};
+
+// --- start-up log capture ----------------------------------------------
+
+std::mutex capture_mutex;
+std::vector<std::string> captured;  // guarded by capture_mutex
+
+void capture_log_message(const char* message) {
+  std::lock_guard<std::mutex> lock(capture_mutex);
+  captured.emplace_back(message ? message : "");
+}
+
+void begin_log_capture() { omniORB::setLogFunction(capture_log_message); }
+
+// Restores omniORB's own log destination and appends the messages
+// captured so far to it (the -ORBtraceFile file or standard error), so
+// that nothing is lost from the log.  A server that failed to start
+// replays them only into a log file: its standard error carries the one
+// line of the reason.
+void end_log_capture(bool started) {
+  omniORB::setLogFunction(nullptr);
+  std::vector<std::string> messages;
+  {
+    std::lock_guard<std::mutex> lock(capture_mutex);
+    messages.swap(captured);
+  }
+  if (messages.empty()) return;
+  const char* file = omniORB::getLogFilename();
+  bool to_file = file && *file;
+  if (!to_file && !started) return;
+  FILE* out = to_file ? std::fopen(file, "a") : stderr;
+  if (!out) return;
+  for (const std::string& m : messages) std::fputs(m.c_str(), out);
+  if (out != stderr) std::fclose(out);
+}
+
+// "omniORB: (0) 2026-01-02 10:11:12.345678: Failed to bind ..." gives
+// "Failed to bind ...": the prefix, trace level and time stamp are
+// noise in a one-line reason.
+std::string strip_log_prefix(std::string m) {
+  while (!m.empty() && (m.back() == '\n' || m.back() == ' ')) m.pop_back();
+  static const char kPrefix[] = "omniORB: ";
+  if (m.compare(0, sizeof kPrefix - 1, kPrefix) == 0)
+    m.erase(0, sizeof kPrefix - 1);
+  if (!m.empty() && m[0] == '(') {
+    std::string::size_type close = m.find(") ");
+    if (close != std::string::npos) m.erase(0, close + 2);
+  }
+  // A time stamp starts with a digit and ends at the first ": ".
+  if (!m.empty() && m[0] >= '0' && m[0] <= '9') {
+    std::string::size_type end = m.find(": ");
+    if (end != std::string::npos) m.erase(0, end + 2);
+  }
+  static const char kError[] = "Error: ";
+  if (m.compare(0, sizeof kError - 1, kError) == 0)
+    m.erase(0, sizeof kError - 1);
+  std::string::size_type nl;
+  while ((nl = m.find('\n')) != std::string::npos) m[nl] = ' ';
+  return m;
+}
+
+// The first error omniORB logged while starting, or "".  Errors are
+// told from the informational messages of higher trace levels by their
+// words.
+std::string first_captured_error() {
+  static const char* const kErrorWords[] = {"error", "fail", "unable", "cannot",
+                                            "invalid"};
+  std::lock_guard<std::mutex> lock(capture_mutex);
+  for (const std::string& m : captured) {
+    std::string text = strip_log_prefix(m);
+    std::string lower = text;
+    for (char& c : lower)
+      c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    for (const char* word : kErrorWords)
+      if (lower.find(word) != std::string::npos) return text;
+  }
+  return std::string();
+}
+
+// "CORBA::INITIALIZE (TransportError)" and the like: the exception's
+// name and its minor code in words.
+std::string describe(const CORBA::Exception& e) {
+  std::string text = std::string("CORBA::") + e._name();
+  const CORBA::SystemException* se = CORBA::SystemException::_downcast(&e);
+  if (!se) return text;
+  CORBA::ULong minor = se->minor();
+  if (const char* words = kaldMinorWords(minor)) {
+    text += std::string(" (") + words + ")";
+  } else if (const char* name = se->NP_minorString()) {
+    std::string n = name;
+    std::string prefix = std::string(e._name()) + "_";
+    if (n.compare(0, prefix.size(), prefix) == 0) n.erase(0, prefix.size());
+    text += " (" + n + ")";
+  } else if (minor != 0) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, " (minor 0x%08lx)",
+                  static_cast<unsigned long>(minor));
+    text += buf;
+  }
+  return text;
+}
+
+// The reason for a failed step: what omniORB logged, if anything, then
+// the exception.
+std::string reason_for(const std::string& step, const CORBA::Exception& e) {
+  std::string logged = first_captured_error();
+  std::string reason = step + ": ";
+  if (!logged.empty()) reason += logged + " - ";
+  return reason + describe(e);
+}
+
+// --- the address to publish ----------------------------------------------
+
+// Host and port of the first IIOP profile of a stringified IOR.
+bool address_from_ior(const std::string& ior, std::string* host,
+                      std::string* port) {
+  if (ior.size() < 4 ||
+      (ior.compare(0, 4, "IOR:") != 0 && ior.compare(0, 4, "ior:") != 0))
+    return false;
+  std::string hex = ior.substr(4);
+  if (hex.size() % 2 != 0) return false;
+  std::vector<CORBA::Octet> bytes(hex.size() / 2);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    unsigned value = 0;
+    if (std::sscanf(hex.c_str() + 2 * i, "%2x", &value) != 1) return false;
+    bytes[i] = static_cast<CORBA::Octet>(value);
+  }
+  try {
+    cdrEncapsulationStream in(bytes.data(),
+                              static_cast<CORBA::ULong>(bytes.size()), 1);
+    CORBA::String_var type_id = in.unmarshalString();
+    CORBA::ULong count;
+    count <<= in;
+    for (CORBA::ULong i = 0; i < count; ++i) {
+      IOP::TaggedProfile profile;
+      profile <<= in;
+      if (profile.tag != IOP::TAG_INTERNET_IOP) continue;
+      IIOP::ProfileBody body;
+      IIOP::unmarshalProfile(profile, body);
+      *host = static_cast<const char*>(body.address.host);
+      *port = std::to_string(body.address.port);
+      return true;
+    }
+  } catch (const CORBA::SystemException&) {
+  }
+  return false;
+}
+
+// "corbaloc::HOST:PORT" for the endpoint: the endpoint's own host (this
+// machine's name when it names none) and port (the one the ORB picked
+// when it names none), or "" when there is no TCP address to show.
+std::string corbaloc_base(const ServerOptions& options,
+                          const std::string& ior) {
+  std::string host, port, ior_host, ior_port;
+  bool have_ior_address = address_from_ior(ior, &ior_host, &ior_port);
+  if (!split_tcp_endpoint(options.endpoint, &host, &port)) {
+    if (!have_ior_address) return std::string();
+    host = ior_host;
+    port = ior_port;
+  }
+  if (host.empty()) {
+    CORBA::String_var name = QorGetHostname();
+    host = static_cast<const char*>(name);
+  }
+  if (port.empty() || port == "0") {
+    if (!have_ior_address) return std::string();
+    port = ior_port;
+  }
+  if (host.find(':') != std::string::npos && host[0] != '[')
+    host = "[" + host + "]";
+  return "corbaloc::" + host + ":" + port;
+}
+
+// Writes `text` to `path` through a temporary file and a rename, so that
+// a reader never sees half an IOR.
+void write_file_atomically(const std::string& path, const std::string& text) {
+  std::string temp = path + ".tmp";
+  FILE* f = std::fopen(temp.c_str(), "w");
+  if (!f) {
+    throw StartupError{"cannot write the IOR file " + path + ": " +
+                       std::strerror(errno)};
+  }
+  bool ok = std::fputs(text.c_str(), f) >= 0 && std::fputc('\n', f) != EOF;
+  int error = errno;
+  if (std::fclose(f) != 0 && ok) {
+    ok = false;
+    error = errno;
+  }
+  if (ok && std::rename(temp.c_str(), path.c_str()) != 0) {
+    ok = false;
+    error = errno;
+  }
+  if (!ok) {
+    std::remove(temp.c_str());
+    throw StartupError{"cannot write the IOR file " + path + ": " +
+                       std::strerror(error)};
+  }
+}
+
+std::unique_ptr<IRStore> open_read_only_store(const char* database) {
+  IRDB::Options options;
+  options.read_only = true;
+  return std::make_unique<IRDB>(database, options);
+}
+
+// Opens and closes the database once, so that a file that cannot serve
+// is refused with the store's own words rather than a bare CORBA
+// exception.  The store locks the file while open: the probe must be
+// gone before the repository opens it.
+void check_database(const ServerOptions& options) {
+  try {
+    IRDB::Options store_options;
+    store_options.read_only = options.read_only;
+    IRDB probe(options.db_path.c_str(), store_options);
+  } catch (const IRStore::Exception& e) {
+    // The store's words usually name the file already.
+    if (e.text().find(options.db_path) != std::string::npos)
+      throw StartupError{e.text()};
+    throw StartupError{"database " + options.db_path + ": " + e.text()};
+  }
+}
+
+// Destroys what start-up built, ignoring further failures: the process
+// is about to exit with the original reason.
+void tear_down(CORBA::ORB_ptr orb) {
+  try {
+    if (kaldIrGlobalObject) kaldIrGlobalObject->reset();
+  } catch (...) {
+  }
+  try {
+    if (!CORBA::is_nil(orb)) orb->destroy();
+  } catch (...) {
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ServerOptions options;
+  std::string error = parse_server_options(argc, argv, &options);
+  if (!error.empty()) {
+    std::cerr << "irserver: " << error << std::endl;
+    return 2;
+  }
+  if (options.help) {
+    std::cout << server_usage() << std::flush;
+    return 0;
+  }
+  {
+    std::error_code ec;
+    std::filesystem::path absolute =
+        std::filesystem::absolute(options.db_path, ec);
+    if (!ec) options.db_path = absolute.lexically_normal().string();
+  }
+
+  // A client that goes away must not kill the server through a write.
+  signal(SIGPIPE, SIG_IGN);
+  sigset_t stop_signals;
+  sigemptyset(&stop_signals);
+  sigaddset(&stop_signals, SIGINT);
+  sigaddset(&stop_signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
+
+  std::vector<std::string> orb_args = orb_init_args(argv[0], options);
+  std::vector<char*> orb_argv;
+  for (std::string& a : orb_args) orb_argv.push_back(&a[0]);
+  orb_argv.push_back(nullptr);
+  int orb_argc = static_cast<int>(orb_args.size());
+
+  CORBA::ORB_var orb;
+  std::string step = "cannot initialise the ORB";
+  std::string ready_line;
+  begin_log_capture();
+  try {
+    orb = CORBA::ORB_init(orb_argc, orb_argv.data());
+    KALDInstallPrincipalTracking();
+    QORIRTrace = options.trace_ir;
+    QORMutexTrace = options.trace_mutex;
+
+    // The object adapter opens the endpoint when it first starts.
+    step = "cannot listen on " + options.endpoint;
+    CORBA::Object_var root_poa = orb->resolve_initial_references("RootPOA");
+    ir_poa_init(orb);
+
+    step = "cannot open the repository in " + options.db_path;
+    check_database(options);
+    if (options.read_only)
+      CORBA_Repository_Impl::store_opener = open_read_only_store;
+    CORBA_Repository_Impl* root =
+        CORBA_Repository_Impl::theRepository(options.db_path.c_str());
+    if (!root) throw StartupError{step + ": no repository root"};
+
+    CORBA::Object_var root_ref = root->_ref();
+    CORBA::String_var ior = orb->object_to_string(root_ref);
+    if (!options.ior_file.empty())
+      write_file_atomically(options.ior_file, static_cast<const char*>(ior));
+
+    std::string base = corbaloc_base(options, static_cast<const char*>(ior));
+    ready_line = "irserver: ready " +
+                 (base.empty() ? std::string(static_cast<const char*>(ior))
+                               : base + "/InterfaceRepository") +
+                 " (database " + options.db_path + ")";
+  } catch (const StartupError& e) {
+    end_log_capture(false);
+    std::cerr << "irserver: cannot start: " << e.reason << std::endl;
+    tear_down(orb);
+    return 1;
+  } catch (const IRStore::Exception& e) {
+    std::string reason = step + ": " + e.text();
+    end_log_capture(false);
+    std::cerr << "irserver: cannot start: " << reason << std::endl;
+    tear_down(orb);
+    return 1;
+  } catch (const CORBA::Exception& e) {
+    std::string reason = reason_for(step, e);
+    end_log_capture(false);
+    std::cerr << "irserver: cannot start: " << reason << std::endl;
+    tear_down(orb);
+    return 1;
+  } catch (const std::exception& e) {
+    end_log_capture(false);
+    std::cerr << "irserver: cannot start: " << step << ": " << e.what()
+              << std::endl;
+    tear_down(orb);
+    return 1;
+  }
+  end_log_capture(true);
+
+  std::atomic<int> stop_signal{0};
+  std::thread signal_waiter([&] {
+    int sig = 0;
+    if (sigwait(&stop_signals, &sig) != 0) sig = SIGTERM;
+    stop_signal = sig;
+    // Wait for the request in progress, then close the repository (every
+    // committed change is on disk) and leave without the ORB's orderly
+    // shutdown: that one sends CloseConnection, which omniORB clients
+    // report as COMM_FAILURE on their next call to a restarted server,
+    // while a dropped connection is retried by them transparently.
+    ir_upcall_mutex().lock();
+    int status = 0;
+    try {
+      if (kaldIrGlobalObject) kaldIrGlobalObject->reset();
+    } catch (const CORBA::Exception& e) {
+      std::cerr << "irserver: " << describe(e) << " while stopping"
+                << std::endl;
+      status = 1;
+    }
+    if (omniORB::trace(1)) {
+      omniORB::logger log("irserver: ");
+      log << "stopped on " << (sig == SIGINT ? "SIGINT" : "SIGTERM") << "\n";
+    }
+    std::cout.flush();
+    std::cerr.flush();
+    std::_Exit(status);
+  });
+
+  std::cout << ready_line << std::endl;
+
+  int status = 0;
+  try {
+    orb->run();
+  } catch (const CORBA::Exception& e) {
+    std::cerr << "irserver: " << describe(e) << " while serving" << std::endl;
+    status = 1;
+  }
+  // run() returns only after a shutdown; should anything else end it,
+  // wake the waiter so that it can be joined.
+  if (stop_signal == 0) kill(getpid(), SIGTERM);
+  signal_waiter.join();
+
+  if (omniORB::trace(1)) {
+    omniORB::logger log("irserver: ");
+    log << "stopping on " << (stop_signal == SIGINT ? "SIGINT" : "SIGTERM")
+        << "\n";
+  }
+  try {
+    if (kaldIrGlobalObject) kaldIrGlobalObject->reset();
+    orb->destroy();
+  } catch (const CORBA::Exception& e) {
+    std::cerr << "irserver: " << describe(e) << " while stopping" << std::endl;
+    status = 1;
+  } catch (const IRStore::Exception& e) {
+    std::cerr << "irserver: " << e.text() << " while stopping" << std::endl;
+    status = 1;
+  }
+  return status;
+}

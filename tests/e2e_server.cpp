@@ -1,0 +1,322 @@
+#include "e2e_server.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <limits.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kReadyTimeoutMs = 20000;
+constexpr int kStopTimeoutMs = 20000;
+
+std::string errno_text(const std::string& what) {
+  return what + ": " + std::strerror(errno);
+}
+
+// Forks and executes args[0] with standard input from /dev/null and the
+// two outputs on the given descriptors.  Everything the child needs is
+// prepared before fork(): the parent has ORB threads, so the child may
+// only make system calls until exec.  Returns the pid, or -1.
+pid_t spawn(const std::vector<std::string>& args, int out_fd, int err_fd) {
+  std::vector<char*> argv;
+  for (const std::string& a : args)
+    argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  int null_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (null_fd < 0) return -1;
+
+  pid_t pid = fork();
+  if (pid == 0) {
+    // The server must not outlive a test run that dies.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (dup2(null_fd, 0) < 0 || dup2(out_fd, 1) < 0 || dup2(err_fd, 2) < 0)
+      _exit(127);
+    // Descriptors of the test's own ORB connections stay with the test.
+    if (close_range(3, UINT_MAX, 0) != 0) {
+      for (int fd = 3; fd < 1024; ++fd) close(fd);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    signal(SIGPIPE, SIG_DFL);
+    signal(SIGINT, SIG_DFL);
+    signal(SIGTERM, SIG_DFL);
+    execv(argv[0], argv.data());
+    static const char kMsg[] = "e2e harness: exec of irserver failed\n";
+    ssize_t ignored = write(2, kMsg, sizeof kMsg - 1);
+    (void)ignored;
+    _exit(127);
+  }
+  int saved = errno;
+  close(null_fd);
+  errno = saved;
+  return pid;
+}
+
+// Waits for `pid` for up to `timeout_ms`, then kills it.
+ProcessResult wait_for(pid_t pid, int timeout_ms) {
+  ProcessResult result;
+  auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+  int status = 0;
+  while (true) {
+    pid_t done = waitpid(pid, &status, WNOHANG);
+    if (done == pid) break;
+    if (done < 0 && errno != EINTR) {
+      result.err = errno_text("waitpid");
+      return result;
+    }
+    if (std::chrono::steady_clock::now() >= deadline) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      result.timed_out = true;
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  if (WIFEXITED(status)) {
+    result.exited = true;
+    result.exit_status = WEXITSTATUS(status);
+  } else if (WIFSIGNALED(status)) {
+    result.term_signal = WTERMSIG(status);
+  }
+  return result;
+}
+
+int open_output_file(const std::string& path) {
+  return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+}
+
+}  // namespace
+
+std::string ProcessResult::describe() const {
+  std::ostringstream s;
+  if (timed_out) s << "timed out (killed); ";
+  if (exited)
+    s << "exit status " << exit_status;
+  else if (term_signal)
+    s << "signal " << term_signal;
+  else
+    s << "no status";
+  s << "; stderr: [" << err << "]";
+  return s.str();
+}
+
+TempDir::TempDir() {
+  const char* base = std::getenv("TMPDIR");
+  std::string pattern =
+      fs::path(base && *base ? base : "/tmp").lexically_normal().string();
+  if (!pattern.empty() && pattern.back() == '/') pattern.pop_back();
+  pattern += "/irserver-e2e-XXXXXX";
+  std::vector<char> buf(pattern.begin(), pattern.end());
+  buf.push_back('\0');
+  if (!mkdtemp(buf.data()))
+    throw std::runtime_error(errno_text("mkdtemp " + pattern));
+  path_ = buf.data();
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  fs::remove_all(path_, ec);
+}
+
+std::string TempDir::file(const std::string& name) const {
+  return path_ + "/" + name;
+}
+
+std::string irserver_path() {
+  const char* dir = std::getenv("IR_BUILD_DIR");
+  if (dir && *dir) return std::string(dir) + "/irserver";
+  std::error_code ec;
+  fs::path self = fs::read_symlink("/proc/self/exe", ec);
+  if (!ec) {
+    for (const fs::path& candidate :
+         {self.parent_path() / "irserver",
+          self.parent_path().parent_path() / "irserver"}) {
+      if (fs::exists(candidate, ec)) return candidate.string();
+    }
+  }
+  return "irserver";
+}
+
+int free_tcp_port() {
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) throw std::runtime_error(errno_text("socket"));
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  addr.sin_port = 0;
+  socklen_t len = sizeof addr;
+  if (bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
+      getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len) != 0) {
+    std::string error = errno_text("bind");
+    close(fd);
+    throw std::runtime_error(error);
+  }
+  close(fd);
+  return ntohs(addr.sin_port);
+}
+
+std::string read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+ProcessResult run_irserver(const std::vector<std::string>& args,
+                           int timeout_ms) {
+  TempDir outputs;
+  std::string out_path = outputs.file("stdout"),
+              err_path = outputs.file("stderr");
+  int out_fd = open_output_file(out_path);
+  int err_fd = open_output_file(err_path);
+  std::vector<std::string> argv{irserver_path()};
+  argv.insert(argv.end(), args.begin(), args.end());
+  ProcessResult result;
+  pid_t pid = (out_fd >= 0 && err_fd >= 0) ? spawn(argv, out_fd, err_fd) : -1;
+  if (pid < 0) {
+    result.err = errno_text("starting irserver");
+  } else {
+    result = wait_for(pid, timeout_ms);
+  }
+  if (out_fd >= 0) close(out_fd);
+  if (err_fd >= 0) close(err_fd);
+  result.out = read_file(out_path);
+  result.err += read_file(err_path);
+  return result;
+}
+
+IrServerProcess::IrServerProcess() : port_(free_tcp_port()) {
+  db_path = dir_.file("ir.db");
+}
+
+IrServerProcess::~IrServerProcess() {
+  if (running()) stop();
+}
+
+std::string IrServerProcess::corbaloc_base() const {
+  return "corbaloc::127.0.0.1:" + std::to_string(port_);
+}
+
+std::string IrServerProcess::corbaloc() const {
+  return corbaloc_base() + "/InterfaceRepository";
+}
+
+std::string IrServerProcess::start() {
+  if (running()) return "irserver is already running";
+  ready_line_.clear();
+  stderr_path_ = dir_.file("stderr." + std::to_string(++starts_));
+  std::vector<std::string> argv{irserver_path(), "--db", db_path};
+  if (pass_endpoint) {
+    argv.push_back("--endpoint");
+    argv.push_back("giop:tcp:127.0.0.1:" + std::to_string(port_));
+  }
+  argv.insert(argv.end(), extra_args.begin(), extra_args.end());
+
+  int pipe_fds[2];
+  if (pipe2(pipe_fds, O_CLOEXEC) != 0) return errno_text("pipe");
+  int err_fd = open_output_file(stderr_path_);
+  if (err_fd < 0) {
+    close(pipe_fds[0]);
+    close(pipe_fds[1]);
+    return errno_text("open " + stderr_path_);
+  }
+  pid_ = spawn(argv, pipe_fds[1], err_fd);
+  int spawn_errno = errno;
+  close(pipe_fds[1]);
+  close(err_fd);
+  if (pid_ < 0) {
+    close(pipe_fds[0]);
+    errno = spawn_errno;
+    return errno_text("fork");
+  }
+  stdout_fd_ = pipe_fds[0];
+
+  // Read standard output up to the first newline.
+  std::string out;
+  auto deadline = std::chrono::steady_clock::now() +
+                  std::chrono::milliseconds(kReadyTimeoutMs);
+  std::string problem;
+  while (out.find('\n') == std::string::npos) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    deadline - std::chrono::steady_clock::now())
+                    .count();
+    if (left <= 0) {
+      problem = "no ready line within 20 s";
+      break;
+    }
+    pollfd p{stdout_fd_, POLLIN, 0};
+    int n = poll(&p, 1, static_cast<int>(left));
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) continue;
+    char buf[512];
+    ssize_t got = read(stdout_fd_, buf, sizeof buf);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) {
+      problem = "irserver closed its standard output before the ready line";
+      break;
+    }
+    out.append(buf, static_cast<std::size_t>(got));
+  }
+  if (problem.empty()) {
+    ready_line_ = out.substr(0, out.find('\n'));
+    std::string expected = "irserver: ready " + corbaloc() + " (database " +
+                           fs::path(db_path).lexically_normal().string() + ")";
+    if (ready_line_ == expected) return std::string();
+    problem = "unexpected ready line [" + ready_line_ + "], expected [" +
+              expected + "]";
+  }
+  ProcessResult end = terminate(SIGKILL);
+  return problem + "; " + end.describe();
+}
+
+ProcessResult IrServerProcess::wait_for_end(int timeout_ms) {
+  ProcessResult result = wait_for(pid_, timeout_ms);
+  pid_ = -1;
+  if (stdout_fd_ >= 0) close(stdout_fd_);
+  stdout_fd_ = -1;
+  result.err += read_file(stderr_path_);
+  return result;
+}
+
+ProcessResult IrServerProcess::terminate(int sig) {
+  if (!running()) {
+    ProcessResult none;
+    none.err = "irserver was not running";
+    return none;
+  }
+  kill(pid_, sig);
+  return wait_for_end(kStopTimeoutMs);
+}
+
+void IrServerProcess::stop() {
+  ProcessResult end = terminate(SIGTERM);
+  EXPECT_TRUE(end.exited && end.exit_status == 0 && !end.timed_out)
+      << "irserver did not stop cleanly on SIGTERM: " << end.describe();
+}
+
+void IrServerProcess::kill9() {
+  ProcessResult end = terminate(SIGKILL);
+  EXPECT_EQ(end.term_signal, SIGKILL) << end.describe();
+}

@@ -1,0 +1,111 @@
+// Runs irserver as a child process for end-to-end tests.
+//
+// Every IrServerProcess owns a temporary directory (removed with the
+// object) that holds its database, its standard error and whatever a
+// test puts there, and a free 127.0.0.1 port chosen once, so that a
+// restart comes back at the same address with the same database.
+#ifndef IR_TESTS_E2E_SERVER_H
+#define IR_TESTS_E2E_SERVER_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// How a child process ended.
+struct ProcessResult {
+  bool exited = false;     // ended through exit(); exit_status is valid
+  int exit_status = -1;    // its exit status
+  int term_signal = 0;     // the signal that ended it, when not exited
+  bool timed_out = false;  // killed by the harness after the time limit
+  std::string out;         // standard output (run_irserver only)
+  std::string err;         // standard error
+  // "exit status 1", "signal 9", "timed out" and the standard error.
+  std::string describe() const;
+};
+
+// A directory under $TMPDIR (or /tmp), removed with everything in it.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  const std::string& path() const { return path_; }
+  // path() + "/" + name
+  std::string file(const std::string& name) const;
+
+ private:
+  std::string path_;
+};
+
+// The irserver executable: $IR_BUILD_DIR/irserver, else next to (or one
+// directory above) the test executable.
+std::string irserver_path();
+
+// A TCP port on 127.0.0.1 that was free a moment ago.
+int free_tcp_port();
+
+// Runs irserver with `args` to its end, capturing both outputs; kills it
+// after `timeout_ms` (and says so in the result).
+ProcessResult run_irserver(const std::vector<std::string>& args,
+                           int timeout_ms = 20000);
+
+// The whole of a file ("" when it cannot be read).
+std::string read_file(const std::string& path);
+
+class IrServerProcess {
+ public:
+  // Chooses the port and the directory; does not start the server.
+  IrServerProcess();
+  // Stops a running server as stop() does.
+  ~IrServerProcess();
+  IrServerProcess(const IrServerProcess&) = delete;
+  IrServerProcess& operator=(const IrServerProcess&) = delete;
+
+  // Arguments after the harness's own --db and --endpoint; set before
+  // start().  With pass_endpoint false the harness leaves --endpoint out
+  // (the extra arguments must then name the port, e.g. by -ORBendPoint).
+  std::vector<std::string> extra_args;
+  bool pass_endpoint = true;
+  // The database; defaults to dir()/ir.db.
+  std::string db_path;
+
+  // Starts irserver and waits up to 20 s for its ready line, which must
+  // name this port and database.  Returns "" when it is ready, else what
+  // went wrong with the server's standard error.
+  std::string start();
+  // start() again with the same port and database (after stop/kill9).
+  std::string restart() { return start(); }
+
+  // Sends `sig` and waits up to 20 s for the end (then SIGKILL).
+  ProcessResult terminate(int sig);
+  // SIGTERM and a GoogleTest failure unless the server exits with 0.
+  void stop();
+  // SIGKILL: no chance to clean up.
+  void kill9();
+  bool running() const { return pid_ > 0; }
+
+  int port() const { return port_; }
+  // "corbaloc::127.0.0.1:PORT"
+  std::string corbaloc_base() const;
+  // corbaloc_base() + "/InterfaceRepository"
+  std::string corbaloc() const;
+  const std::string& ready_line() const { return ready_line_; }
+  const std::string& dir() const { return dir_.path(); }
+  // The standard error of the latest start (so far).
+  std::string stderr_text() const { return read_file(stderr_path_); }
+
+ private:
+  ProcessResult wait_for_end(int timeout_ms);
+
+  TempDir dir_;
+  int port_;
+  pid_t pid_ = -1;
+  int stdout_fd_ = -1;
+  int starts_ = 0;
+  std::string stderr_path_;
+  std::string ready_line_;
+};
+
+#endif
