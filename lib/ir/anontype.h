@@ -44,4 +44,18 @@ CORBA::TypeCode_ptr ir_type_of(CORBA::IDLType_ptr type);
 int ir_anonymous_depth(CORBA::IDLType_ptr type,
                        const CORBA_IRObject_Impl* self = nullptr);
 
+// Checks `element` as the new element type of the sequence or array
+// `self` and hands its named type, if any, to the store.  Raises
+// base + 0x48 with `context` (at `file`, `line`) when `element` is not a
+// type, would contain `self` or nests too deep; a store failure through
+// irobj_parse_throw.
+void ir_check_element(const CORBA_IRObject_Impl* self, IRStore* store,
+                      CORBA::IDLType_ptr element, const char* file, int line,
+                      const char* context);
+
+// element_type() of a sequence or array: type() of `element`, or the
+// TypeCode `held` for it while the element has none.
+CORBA::TypeCode_ptr ir_element_type(CORBA::IDLType_ptr element,
+                                    CORBA::TypeCode_ptr held);
+
 #endif

@@ -118,9 +118,8 @@ CORBA::Container_ptr CORBA_Contained_Impl::defined_in() {
     CORBA::Object_var root = repository_->_ref();
     return CORBA::Container::_narrow(root);
   }
-  Servant_ref<CORBA_Contained_Impl> parent(
-      ir_store_call(kFile, __LINE__, own_defined_in(),
-                    [&] { return ir_find_object(store_, own_defined_in()); }));
+  Servant_ref<CORBA_Contained_Impl> parent(ir_fetch_object(
+      store_, own_defined_in(), kFile, __LINE__, own_defined_in()));
   if (!parent.in()) return CORBA::Container::_nil();
   CORBA::Object_var obj = parent->_ref();
   return CORBA::Container::_narrow(obj);
@@ -306,21 +305,6 @@ void CORBA_Contained_Impl::destroy() {
   dont_use_contents_cache = true;
 }
 
-CORBA::ContainedSeq* CORBA_Contained_Impl::objects_of(const IdList& ids) {
-  CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
-  out->length(0);
-  for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(
-        ir_store_call(kFile, __LINE__, id.c_str(),
-                      [&] { return ir_find_object(store_, id); }));
-    if (!s.in()) continue;
-    CORBA::ULong n = out->length();
-    out->length(n + 1);
-    out[n] = ir_ref_as<CORBA::Contained>(s.in());
-  }
-  return out._retn();
-}
-
 CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_refs_object(
     const char* which) {
   int link_kind;
@@ -337,21 +321,20 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_refs_object(
   IdList ids = ir_store_call(kFile, __LINE__, own_id(), [&] {
     return store_->IRReferring(self, link_kind);
   });
-  return objects_of(ids);
+  return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
 }
 
 CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_objects_2b_deleted() {
   StoreHandle self(own_id());
   IdList ids = ir_store_call(kFile, __LINE__, own_id(),
                              [&] { return store_->IRSubtree(self); });
-  return objects_of(ids);
+  return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
 }
 
 CORBA::Contained_ptr get_next_contained(Encapsulation& e, IRStore* store) {
   e.get_ulong();  // the kind: the record's own kind is what counts
   CORBA::String_var id = e.get_string();
   Servant_ref<CORBA_Contained_Impl> s(
-      ir_store_call(kFile, __LINE__, id.in(),
-                    [&] { return ir_find_object(store, id.in()); }));
+      ir_fetch_object(store, id.in(), kFile, __LINE__, id.in()));
   return ir_ref_as<CORBA::Contained>(s.in());
 }

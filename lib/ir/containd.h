@@ -92,7 +92,6 @@ class CORBA_Contained_Impl : public virtual POA_IRExt::Contained,
   CORBA_Repository_Impl* repository_ = nullptr;
 
  private:
-  CORBA::ContainedSeq* objects_of(const IdList& ids);
   void drop_parent_contents_cache();
 };
 

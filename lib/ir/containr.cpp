@@ -94,28 +94,10 @@ CORBA::Contained_ptr CORBA_Container_Impl::lookup(const char* search_name,
     any = true;
   }
   if (!any) return CORBA::Contained::_nil();
-  Servant_ref<CORBA_Contained_Impl> found(ir_store_call(
-      kFile, __LINE__, current->key(),
-      [&] { return ir_find_object(store_, current->key_string()); }));
+  Servant_ref<CORBA_Contained_Impl> found(ir_fetch_object(
+      store_, current->key_string(), kFile, __LINE__, current->key()));
   return ir_ref_as<CORBA::Contained>(found.in());
 }
-
-namespace {
-CORBA::ContainedSeq* references_of(IRStore* store, const IdList& ids) {
-  CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
-  out->length(0);
-  for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(
-        ir_store_call(kFile, __LINE__, id.c_str(),
-                      [&] { return ir_find_object(store, id); }));
-    if (!s.in()) continue;
-    CORBA::ULong n = out->length();
-    out->length(n + 1);
-    out[n] = ir_ref_as<CORBA::Contained>(s.in());
-  }
-  return out._retn();
-}
-}  // namespace
 
 CORBA::ContainedSeq* CORBA_Container_Impl::read_contents(
     CORBA::DefinitionKind limit_type, CORBA::Boolean exclude_inherited,
@@ -126,7 +108,7 @@ CORBA::ContainedSeq* CORBA_Container_Impl::read_contents(
   IdList ids = ir_store_call(kFile, __LINE__, container_id, [&] {
     return store_->IRContents(h, limit_type, exclude_inherited, -1);
   });
-  return references_of(store_, ids);
+  return ir_contained_seq(store_, ids, kFile, __LINE__, container_id);
 }
 
 void CORBA_Container_Impl::fill_contents_cache() {
@@ -139,8 +121,7 @@ void CORBA_Container_Impl::fill_contents_cache() {
   contents_cache_.reserve(ids.size());
   for (const std::string& id : ids) {
     Servant_ref<CORBA_Contained_Impl> s(
-        ir_store_call(kFile, __LINE__, id.c_str(),
-                      [&] { return ir_find_object(store_, id); }));
+        ir_fetch_object(store_, id, kFile, __LINE__, id.c_str()));
     if (s.in()) append_to_cache(s.in());
   }
   contents_cached_ = true;
@@ -203,8 +184,8 @@ std::unique_ptr<StoreHandle> CORBA_Container_Impl::is_name_in_contents(
   });
   if (ids.empty()) return nullptr;
   if (!dont_use_contents_cache && contents_cached_) {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, name, [&] { return ir_find_object(store_, ids[0]); }));
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_fetch_object(store_, ids[0], kFile, __LINE__, name));
     if (s.in() && contents_by_name_.find(name) == contents_by_name_.end())
       append_to_cache(s.in());
   }
@@ -231,9 +212,8 @@ CORBA_Container_Impl* CORBA_Container_Impl::container_from_sh(
     root->_add_ref();
     result = root;
   } else {
-    Servant_ref<CORBA_Contained_Impl> s(ir_store_call(
-        kFile, __LINE__, h.key(),
-        [&] { return ir_find_object(root->get_irs(), h.key_string()); }));
+    Servant_ref<CORBA_Contained_Impl> s(ir_fetch_object(
+        root->get_irs(), h.key_string(), kFile, __LINE__, h.key()));
     if (s.in() && s->_has_kind_container(s->def_kind())) {
       result = dynamic_cast<CORBA_Container_Impl*>(s.in());
       if (result) result->_add_ref();
@@ -290,7 +270,7 @@ CORBA::ContainedSeq* CORBA_Container_Impl::lookup_name(
     return store_->IRLookupName(h, search_name, levels_to_search, limit_type,
                                 exclude_inherited);
   });
-  return references_of(store_, ids);
+  return ir_contained_seq(store_, ids, kFile, __LINE__, container_id);
 }
 
 CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
@@ -308,8 +288,7 @@ CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
   out->length(0);
   for (const std::string& id : ids) {
     Servant_ref<CORBA_Contained_Impl> s(
-        ir_store_call(kFile, __LINE__, id.c_str(),
-                      [&] { return ir_find_object(store_, id); }));
+        ir_fetch_object(store_, id, kFile, __LINE__, id.c_str()));
     if (!s.in()) continue;
     CORBA::Contained::Description_var d = s->describe();
     CORBA::ULong n = out->length();

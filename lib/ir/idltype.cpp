@@ -78,8 +78,7 @@ CORBA::IDLType_ptr read_type(Encapsulation& enc, IRStore* store, int depth) {
     }
     if (!store) return CORBA::IDLType::_nil();
     Servant_ref<CORBA_Contained_Impl> c(
-        ir_store_call(kFile, __LINE__, id.in(),
-                      [&] { return ir_find_object(store, id.in()); }));
+        ir_fetch_object(store, id.in(), kFile, __LINE__, id.in()));
     // A definition that has gone, or that is not a type, reads as nil.
     if (!c.in() || !ck_idltype(c->def_kind())) return CORBA::IDLType::_nil();
     return ir_ref_as<CORBA::IDLType>(c.in());
@@ -290,6 +289,31 @@ CORBA::TypeCode_ptr ir_referenced_typecode(CORBA::IDLType_ptr type) {
   CORBA::TypeCode_var tc = ir_type_of(type);
   if (!CORBA::is_nil(tc.in())) return tc._retn();
   return make_recursive_tc(type);
+}
+
+void ir_check_element(const CORBA_IRObject_Impl* self, IRStore* store,
+                      CORBA::IDLType_ptr element, const char* file, int line,
+                      const char* context) {
+  // The element must not contain `self` (its record form would never end)
+  // and must leave room for this level of nesting.
+  int depth = ir_anonymous_depth(element, self);
+  if (depth < 0 || depth >= kMaxTypeNesting)
+    kaldBadArgument(file, __LINE__, context);
+  CORBA::Boolean found = 0;
+  CORBA::IDLType_var named = find_named_type(element, found);
+  if (!found) kaldBadArgument(file, line, context);
+  if (CORBA::is_nil(named.in()) || !store) return;
+  Servant_ref<CORBA_IRObject_Impl> s(CORBA_IDLType_Impl::get_impl(named));
+  if (CORBA_Contained_Impl* c = CORBA_Contained_Impl::_narrow(s.in()))
+    ir_store_call(file, __LINE__, context,
+                  [&] { store->IRObjectOp(StoreHandle(c->own_id())); });
+}
+
+CORBA::TypeCode_ptr ir_element_type(CORBA::IDLType_ptr element,
+                                    CORBA::TypeCode_ptr held) {
+  CORBA::TypeCode_var tc = ir_type_of(element);
+  if (CORBA::is_nil(tc.in())) return CORBA::TypeCode::_duplicate(held);
+  return tc._retn();
 }
 
 int ir_anonymous_depth(CORBA::IDLType_ptr type,

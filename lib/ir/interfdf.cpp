@@ -158,8 +158,7 @@ CORBA_InterfaceDef_Impl::describe_interface() {
   });
   for (const std::string& id : own) {
     Servant_ref<CORBA_Contained_Impl> s(
-        ir_store_call(kFile, __LINE__, id.c_str(),
-                      [&] { return ir_find_object(store_, id); }));
+        ir_fetch_object(store_, id, kFile, __LINE__, id.c_str()));
     if (!s.in()) continue;
     CORBA::DefinitionKind k = s->def_kind();
     if (k != CORBA::dk_Operation && k != CORBA::dk_Attribute) continue;
@@ -191,8 +190,7 @@ CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::ext_interface_children() {
   out->length(0);
   for (const std::string& id : ids) {
     Servant_ref<CORBA_Contained_Impl> s(
-        ir_store_call(kFile, __LINE__, id.c_str(),
-                      [&] { return ir_find_object(store_, id); }));
+        ir_fetch_object(store_, id, kFile, __LINE__, id.c_str()));
     if (!s.in() || !s->_has_kind_container(s->def_kind())) continue;
     CORBA::ULong n = out->length();
     out->length(n + 1);

@@ -415,3 +415,26 @@ CORBA_Contained_Impl* ir_find_object(IRStore* store, const std::string& id) {
   StoredObject* found = store->IRFindObject(StoreHandle(id));
   return static_cast<CORBA_Contained_Impl*>(found);
 }
+
+CORBA_Contained_Impl* ir_fetch_object(IRStore* store, const std::string& id,
+                                      const char* file, int line,
+                                      const char* context) {
+  return ir_store_call(file, line, context,
+                       [&] { return ir_find_object(store, id); });
+}
+
+CORBA::ContainedSeq* ir_contained_seq(IRStore* store, const IdList& ids,
+                                      const char* file, int line,
+                                      const char* context) {
+  CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
+  out->length(0);
+  for (const std::string& id : ids) {
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_fetch_object(store, id, file, line, context));
+    if (!s.in() || s->def_kind() == CORBA::dk_Repository) continue;
+    CORBA::ULong n = out->length();
+    out->length(n + 1);
+    out[n] = ir_ref_as<CORBA::Contained>(s.in());
+  }
+  return out._retn();
+}

@@ -199,6 +199,19 @@ class IrObjectFactory : public ObjectFactory {
 // the caller, or null when there is no such record.
 CORBA_Contained_Impl* ir_find_object(IRStore* store, const std::string& id);
 
+// The same, raising a store failure through irobj_parse_throw with
+// `file`, `line` and `context`.
+CORBA_Contained_Impl* ir_fetch_object(IRStore* store, const std::string& id,
+                                      const char* file, int line,
+                                      const char* context);
+
+// References to the definitions with these ids, in order; ids whose
+// record has gone, and the root's own record, are left out.  Store
+// failures as in ir_fetch_object.
+CORBA::ContainedSeq* ir_contained_seq(IRStore* store, const IdList& ids,
+                                      const char* file, int line,
+                                      const char* context);
+
 // A new reference to the servant `s` narrowed to `T` (unchecked: the
 // caller knows the kind), or nil when `s` is null.
 template <class T>

@@ -68,9 +68,8 @@ CORBA::Contained_ptr CORBA_Repository_Impl::lookup_id(const char* search_id) {
   if (!search_id) bad_argument(639, "CORBA::Repository::lookup_id (...)");
   // Any text may come here (clients try scoped names too): what is not
   // the id of a stored definition is simply not found.
-  Servant_ref<CORBA_Contained_Impl> c(
-      ir_store_call(kFile, 639, "CORBA::Repository::lookup_id (...)",
-                    [&] { return ir_find_object(get_irs(), search_id); }));
+  Servant_ref<CORBA_Contained_Impl> c(ir_fetch_object(
+      get_irs(), search_id, kFile, 639, "CORBA::Repository::lookup_id (...)"));
   if (!c.in() || c->def_kind() == CORBA::dk_Repository)
     return CORBA::Contained::_nil();
   return ir_ref_as<CORBA::Contained>(c.in());
@@ -173,15 +172,5 @@ CORBA::ContainedSeq* CORBA_Repository_Impl::ext_find_objects(
     return store->IRFindObjects(pattern, kind_list, match_ids,
                                 scope_handle.get());
   });
-  CORBA::ContainedSeq_var result = new CORBA::ContainedSeq;
-  result->length(0);
-  for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> c(ir_store_call(
-        kFile, 1180, context, [&] { return ir_find_object(store, id); }));
-    if (!c.in() || c->def_kind() == CORBA::dk_Repository) continue;
-    CORBA::ULong n = result->length();
-    result->length(n + 1);
-    result[n] = ir_ref_as<CORBA::Contained>(c.in());
-  }
-  return result._retn();
+  return ir_contained_seq(store, ids, kFile, 1180, context);
 }

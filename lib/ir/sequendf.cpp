@@ -39,10 +39,7 @@ void CORBA_SequenceDef_Impl::bound(CORBA::ULong bound) {
 }
 
 CORBA::TypeCode_ptr CORBA_SequenceDef_Impl::element_type() {
-  CORBA::TypeCode_var tc = ir_type_of(element_.in());
-  if (CORBA::is_nil(tc.in()))
-    return CORBA::TypeCode::_duplicate(element_tc_.in());
-  return tc._retn();
+  return ir_element_type(element_.in(), element_tc_.in());
 }
 
 CORBA::IDLType_ptr CORBA_SequenceDef_Impl::element_type_def() {
@@ -51,24 +48,7 @@ CORBA::IDLType_ptr CORBA_SequenceDef_Impl::element_type_def() {
 
 void CORBA_SequenceDef_Impl::element_type_def(CORBA::IDLType_ptr element) {
   const char* const context = "CORBA::SequenceDef::element_type_def(...)";
-  // The new element must not contain this sequence (its record form would
-  // never end) and must leave room for this level of nesting.
-  int depth = ir_anonymous_depth(element, this);
-  if (depth < 0 || depth >= kMaxTypeNesting)
-    kaldBadArgument(kFile, __LINE__, context);
-  CORBA::Boolean found = 0;
-  CORBA::IDLType_var named = find_named_type(element, found);
-  if (!found) kaldBadArgument(kFile, 193, context);
-  if (!CORBA::is_nil(named.in()) && store_) {
-    Servant_ref<CORBA_IRObject_Impl> s(CORBA_IDLType_Impl::get_impl(named));
-    if (CORBA_Contained_Impl* c = CORBA_Contained_Impl::_narrow(s.in())) {
-      try {
-        store_->IRObjectOp(StoreHandle(c->own_id()));
-      } catch (const IRStore::Exception& e) {
-        irobj_parse_throw(e.code(), kFile, __LINE__, context);
-      }
-    }
-  }
+  ir_check_element(this, store_, element, kFile, 193, context);
   element_ = CORBA::IDLType::_duplicate(element);
   rebuild_typecode();
 }
