@@ -162,6 +162,10 @@ int ir_change_type_ref(CORBA::IDLType_ptr ref, const char* old_id,
   bool direct = ir_object_key_of(ref) == old_id;
   CORBA::DefinitionKind kind = direct ? ir_type_kind(ref) : CORBA::dk_none;
   int changed = change1ref(ref, old_id, new_id);
+  // An anonymous type shared with another user may have been re-pointed
+  // by that user's change already: it still refers to the definition.
+  std::string named;
+  if (!changed && ir_named_type_id(ref, named) && named == new_id) changed = 1;
   if (changed && direct && kind != CORBA::dk_none && replacement) {
     CORBA::Object_var fresh = ir_make_reference(new_id, kind);
     *replacement = CORBA::IDLType::_unchecked_narrow(fresh);

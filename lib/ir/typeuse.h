@@ -50,7 +50,9 @@ void ir_replace_uses(IRStore* store, const StoreHandle& user,
 // The changeID step for one held type reference: change1ref, and when
 // the reference names the definition `old_id` itself (not through a
 // sequence or array) `*replacement` receives a new reference under
-// `new_id` (caller owns it).  Returns change1ref's result.
+// `new_id` (caller owns it).  Returns 1 when `ref` referred to `old_id`
+// (change1ref's result, or an anonymous type that another user
+// sharing it has re-pointed already).
 int ir_change_type_ref(CORBA::IDLType_ptr ref, const char* old_id,
                        const char* new_id, CORBA::IDLType_ptr* replacement);
 
