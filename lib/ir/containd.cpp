@@ -190,15 +190,29 @@ void CORBA_Contained_Impl::id(const char* new_id) {
         StoreHandle old_handle(old_id);
         IdList users = store_->IRReferring(old_handle, 0);
         set_id(new_id);
+        bool refers_to_itself = false;
         try {
+          // The users re-point their references to the new id and write
+          // them out before the record is re-keyed: references under the
+          // new id must resolve to this servant meanwhile.
+          irobj_put_in_cache(new_id, this);
           for (const std::string& user : users) {
-            if (user == old_id) continue;
+            if (user == old_id) {
+              refers_to_itself = true;
+              continue;
+            }
             Servant_ref<CORBA_Contained_Impl> s(ir_find_object(store_, user));
             if (!s.in()) continue;
             s->changeID(old_id.c_str(), new_id);
             s->write_record();
           }
           store_->IRReKey(old_handle, new_handle);
+          // A definition that uses itself (a struct holding a sequence of
+          // itself) rewrites its own record under the new key.
+          if (refers_to_itself) {
+            changeID(old_id.c_str(), new_id);
+            write_record();
+          }
           // Servants of the children hold their parent's id.
           for (const std::string& child :
                store_->IRChildren(new_handle, CORBA::dk_all)) {
@@ -207,6 +221,7 @@ void CORBA_Contained_Impl::id(const char* new_id) {
             if (c.in()) c->defined_in_ = CORBA::string_dup(new_id);
           }
         } catch (...) {
+          irobj_remove_from_cache(new_id);
           set_id(old_id.c_str());
           throw;
         }

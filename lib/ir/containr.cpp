@@ -2,11 +2,21 @@
 
 #include <cstring>
 
+#include "ir/aliasdf.h"
+#include "ir/anontype.h"
+#include "ir/constdf.h"
 #include "ir/containd.h"
+#include "ir/enumdf.h"
+#include "ir/exceptdf.h"
 #include "ir/interfdf.h"
 #include "ir/moduledf.h"
+#include "ir/nativedf.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
+#include "ir/structdf.h"
+#include "ir/typeuse.h"
+#include "ir/uniondf.h"
+#include "ir/valuebdf.h"
 #include "store/store_handle.h"
 
 namespace {
@@ -375,45 +385,200 @@ CORBA::InterfaceDef_ptr CORBA_Container_Impl::create_interface(
   return ir_ref_as<CORBA::InterfaceDef>(s.in());
 }
 
-// Kinds whose servant classes are not part of this build refuse their
-// create operations like a container kind that does not offer them.
+namespace {
+// The named type behind `type` as a list of at most one use.
+std::vector<std::string> uses_of(CORBA::IDLType_ptr type) {
+  std::string id;
+  if (ir_named_type_id(type, id) && !id.empty()) return {id};
+  return {};
+}
+}  // namespace
+
 CORBA::ConstantDef_ptr CORBA_Container_Impl::create_constant(
-    const char*, const char*, const char*, CORBA::IDLType_ptr,
-    const CORBA::Any&, const char*) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    CORBA::IDLType_ptr type, const CORBA::Any& value,
+    const char* container_id) {
+  if (!id || !name || !version || CORBA::is_nil(type))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_constant::null_input");
+  check_name_length(name, "CORBA::Container::create_constant::name");
+  if (!ck_idltype(ir_type_kind(type)))
+    ir_throw_bad_param(4, kFile, __LINE__, "CORBA::Container::create_constant");
+  if (CORBA_ConstantDef_Impl::type_refusal(type, true))
+    kaldBadArgument(kFile, __LINE__, "CORBA::Container::create_constant::type");
+  CORBA::TypeCode_var type_tc = ir_type_of(type);
+  CORBA::TypeCode_var value_tc = value.type();
+  if (CORBA::is_nil(type_tc.in()) || !value_tc->equal(type_tc))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_constant::value");
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, "CORBA::Container::create_constant",
+      [&] {
+        return new CORBA_ConstantDef_Impl(id, name, version, container_id, type,
+                                          &value);
+      },
+      no_after));
+  return ir_ref_as<CORBA::ConstantDef>(s.in());
 }
 
 CORBA::StructDef_ptr CORBA_Container_Impl::create_struct(
-    const char*, const char*, const char*, const CORBA::StructMemberSeq&,
-    const char*) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    const CORBA::StructMemberSeq& members, const char* container_id) {
+  const char* const context = "CORBA::Container::create_struct";
+  if (!id || !name || !version || members.length() == 0)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_struct::null_input");
+  check_name_length(name, "CORBA::Container::create_struct::name");
+  if (!ir_members_complete(members))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_struct::members");
+  if (!ir_member_kinds_ok(members))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  // Clients send the member types as tk_void: they are filled from the
+  // type definitions before any TypeCode is built.
+  CORBA::StructMemberSeq filled(members);
+  std::vector<std::string> uses;
+  if (!ir_fill_member_types(filled,
+                            ir_recursion_scope(store_, id, container_id), uses))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, context,
+      [&] {
+        CORBA::TypeCode_var tc = ir_orb()->create_struct_tc(id, name, filled);
+        return new CORBA_StructDef_Impl(id, name, version, container_id, filled,
+                                        tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        ir_replace_uses(store_, c->id_handle(), {}, uses);
+      }));
+  return ir_ref_as<CORBA::StructDef>(s.in());
 }
 
 CORBA::UnionDef_ptr CORBA_Container_Impl::create_union(
-    const char*, const char*, const char*, CORBA::IDLType_ptr,
-    const CORBA::UnionMemberSeq&, const char*) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    CORBA::IDLType_ptr discriminator_type, const CORBA::UnionMemberSeq& members,
+    const char* container_id) {
+  const char* const context = "CORBA::Container::create_union";
+  if (!id || !name || !version || CORBA::is_nil(discriminator_type) ||
+      members.length() == 0)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_union::null_input");
+  check_name_length(name, "CORBA::Container::create_union::name");
+  if (!ck_idltype(ir_type_kind(discriminator_type)))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  if (CORBA_UnionDef_Impl::discriminator_refusal(discriminator_type))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_union::discriminator_type");
+  if (!ir_member_kinds_ok(members))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  if (!ir_members_complete(members))
+    kaldBadArgument(kFile, __LINE__, "CORBA::Container::create_union::members");
+  CORBA::TypeCode_var disc_tc = ir_type_of(discriminator_type);
+  for (CORBA::ULong i = 0; i < members.length(); ++i)
+    if (!CORBA_UnionDef_Impl::label_fits(members[i].label, disc_tc))
+      kaldBadArgument(kFile, __LINE__,
+                      "CORBA::Container::create_union::members.label");
+  CORBA::UnionMemberSeq filled(members);
+  std::vector<std::string> uses;
+  if (!ir_fill_member_types(filled,
+                            ir_recursion_scope(store_, id, container_id), uses))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  if (ir_type_kind(discriminator_type) == CORBA::dk_Enum) {
+    std::vector<std::string> disc = uses_of(discriminator_type);
+    uses.insert(uses.begin(), disc.begin(), disc.end());
+  }
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, context,
+      [&] {
+        // The ORB refuses lists it cannot describe, such as duplicate
+        // labels: the update is then cancelled.
+        CORBA::TypeCode_var tc =
+            ir_orb()->create_union_tc(id, name, disc_tc, filled);
+        return new CORBA_UnionDef_Impl(id, name, version, container_id,
+                                       discriminator_type, filled, tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        ir_replace_uses(store_, c->id_handle(), {}, uses);
+      }));
+  return ir_ref_as<CORBA::UnionDef>(s.in());
 }
 
 CORBA::EnumDef_ptr CORBA_Container_Impl::create_enum(
-    const char*, const char*, const char*, const CORBA::EnumMemberSeq&,
-    const char*) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    const CORBA::EnumMemberSeq& members, const char* container_id) {
+  if (!id || !name || !version || members.length() == 0)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_enum::null_input");
+  check_name_length(name, "CORBA::Container::create_enum::name");
+  if (CORBA_EnumDef_Impl::members_refusal(members))
+    kaldBadArgument(kFile, __LINE__, "CORBA::Container::create_enum::members");
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, "CORBA::Container::create_enum",
+      [&] {
+        CORBA::TypeCode_var tc = ir_orb()->create_enum_tc(id, name, members);
+        return new CORBA_EnumDef_Impl(id, name, version, container_id, members,
+                                      tc._retn());
+      },
+      no_after));
+  return ir_ref_as<CORBA::EnumDef>(s.in());
 }
 
-CORBA::AliasDef_ptr CORBA_Container_Impl::create_alias(const char*, const char*,
-                                                       const char*,
-                                                       CORBA::IDLType_ptr,
-                                                       const char*) {
-  ir_refuse_create(kFile, __LINE__);
+CORBA::AliasDef_ptr CORBA_Container_Impl::create_alias(
+    const char* id, const char* name, const char* version,
+    CORBA::IDLType_ptr original_type, const char* container_id) {
+  const char* const context = "CORBA::Container::create_alias";
+  if (!id || !name || !version || CORBA::is_nil(original_type))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_alias::null_input");
+  if (!ck_idltype(ir_type_kind(original_type)))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  check_name_length(name, "CORBA::Container::create_alias::name");
+  CORBA::TypeCode_var original = ir_use_typecode(
+      original_type, ir_recursion_scope(store_, id, container_id));
+  if (CORBA::is_nil(original.in()))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  std::vector<std::string> uses = uses_of(original_type);
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, context,
+      [&] {
+        CORBA::TypeCode_var tc = IrAliasTraits::make_tc(id, name, original);
+        return new CORBA_AliasDef_Impl(id, name, version, container_id,
+                                       original_type, tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        ir_replace_uses(store_, c->id_handle(), {}, uses);
+      }));
+  return ir_ref_as<CORBA::AliasDef>(s.in());
 }
 
 CORBA::ExceptionDef_ptr CORBA_Container_Impl::create_exception(
-    const char*, const char*, const char*, const CORBA::StructMemberSeq&,
-    const char*) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    const CORBA::StructMemberSeq& members, const char* container_id) {
+  const char* const context = "CORBA::Container::create_exception";
+  if (!id || !name || !version)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_exception::null_input");
+  check_name_length(name, "CORBA::Container::create_exception::name");
+  if (!ir_members_complete(members))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_exception::members");
+  std::vector<std::string> uses;
+  if (!ir_member_kinds_ok(members) || !ir_member_uses(members, uses))
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, context,
+      [&] {
+        return new CORBA_ExceptionDef_Impl(id, name, version, container_id,
+                                           members);
+      },
+      [&](CORBA_Contained_Impl* c) {
+        ir_replace_uses(store_, c->id_handle(), {}, uses);
+      }));
+  return ir_ref_as<CORBA::ExceptionDef>(s.in());
 }
 
+// Kinds whose servant classes are not part of this build refuse their
+// create operations like a container kind that does not offer them.
 CORBA::ValueDef_ptr CORBA_Container_Impl::create_value_i(
     const char*, const char*, const char*, CORBA::Boolean, CORBA::Boolean,
     CORBA::ValueDef_ptr, CORBA::Boolean, const CORBA::ValueDefSeq&,
@@ -422,15 +587,49 @@ CORBA::ValueDef_ptr CORBA_Container_Impl::create_value_i(
 }
 
 CORBA::ValueBoxDef_ptr CORBA_Container_Impl::create_value_box_i(
-    const char*, const char*, const char*, CORBA::IDLType_ptr, const char*) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    CORBA::IDLType_ptr original_type_def, const char* container_id) {
+  const char* const context = "CORBA::Container::create_value_box";
+  if (!id || !name || !version || CORBA::is_nil(original_type_def))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_value_box::null_input");
+  if (!ck_idltype(ir_type_kind(original_type_def)))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_value_box::original_type");
+  check_name_length(name, "CORBA::Container::create_value_box::name");
+  CORBA::TypeCode_var original = ir_use_typecode(
+      original_type_def, ir_recursion_scope(store_, id, container_id));
+  if (CORBA::is_nil(original.in()))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_value_box::original_type");
+  std::vector<std::string> uses = uses_of(original_type_def);
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, context,
+      [&] {
+        CORBA::TypeCode_var tc = IrValueBoxTraits::make_tc(id, name, original);
+        return new CORBA_ValueBoxDef_Impl(id, name, version, container_id,
+                                          original_type_def, tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        ir_replace_uses(store_, c->id_handle(), {}, uses);
+      }));
+  return ir_ref_as<CORBA::ValueBoxDef>(s.in());
 }
 
-CORBA::NativeDef_ptr CORBA_Container_Impl::create_native(const char*,
-                                                         const char*,
-                                                         const char*,
-                                                         const char*) {
-  ir_refuse_create(kFile, __LINE__);
+// Natives report their argument failures with the strings of
+// create_module, as existing clients expect.
+CORBA::NativeDef_ptr CORBA_Container_Impl::create_native(
+    const char* id, const char* name, const char* version,
+    const char* container_id) {
+  if (!id || !name || !version)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_module::null_input");
+  check_name_length(name, "CORBA::Container::create_module::name");
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, "CORBA::Container::create_native",
+      [&] { return new CORBA_NativeDef_Impl(id, name, version, container_id); },
+      no_after));
+  return ir_ref_as<CORBA::NativeDef>(s.in());
 }
 
 CORBA::AbstractInterfaceDef_ptr

@@ -3,11 +3,19 @@
 #include <cstdio>
 #include <string>
 
+#include "ir/aliasdf.h"
+#include "ir/constdf.h"
 #include "ir/containd.h"
+#include "ir/enumdf.h"
+#include "ir/exceptdf.h"
 #include "ir/interfdf.h"
 #include "ir/moduledf.h"
+#include "ir/nativedf.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
+#include "ir/structdf.h"
+#include "ir/uniondf.h"
+#include "ir/valuebdf.h"
 #include "platform/kal_lookup_table.h"
 #include "platform/principal.h"
 #include "platform/qor_log.h"
@@ -329,6 +337,22 @@ CORBA_Contained_Impl* build_servant(CORBA::DefinitionKind kind,
       return new CORBA_ModuleDef_Impl(id, name, nullptr, root, nullptr);
     case CORBA::dk_Interface:
       return new CORBA_InterfaceDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Constant:
+      return new CORBA_ConstantDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Struct:
+      return new CORBA_StructDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Union:
+      return new CORBA_UnionDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Exception:
+      return new CORBA_ExceptionDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Enum:
+      return new CORBA_EnumDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Alias:
+      return new CORBA_AliasDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_ValueBox:
+      return new CORBA_ValueBoxDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Native:
+      return new CORBA_NativeDef_Impl(id, name, nullptr, root, nullptr);
     default:
       return nullptr;
   }
