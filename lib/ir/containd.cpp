@@ -185,6 +185,17 @@ void CORBA_Contained_Impl::id(const char* new_id) {
     // The probe's update is cancelled here; the change runs in its own.
   }
   std::string old_id = own_id();
+  // The servant cache is keyed by id.  While the users rewrite their
+  // records, references under either id must reach this servant: the
+  // users refer to it by the new id already, the store still by the old.
+  irobj_put_in_cache(new_id, this);
+  struct NewIdEntry {
+    const char* id;
+    bool keep = false;
+    ~NewIdEntry() {
+      if (!keep) irobj_remove_from_cache(id);
+    }
+  } new_entry{new_id};
   ir_in_update(
       store_, kFile, __LINE__, "CORBA::Contained::id (...)", [&](IrUpdate&) {
         StoreHandle old_handle(old_id);
@@ -211,9 +222,8 @@ void CORBA_Contained_Impl::id(const char* new_id) {
           throw;
         }
       });
-  // The servant cache is keyed by id.
+  new_entry.keep = true;
   irobj_remove_from_cache(old_id.c_str());
-  irobj_put_in_cache(new_id, this);
   drop_parent_contents_cache();
 }
 
