@@ -3,9 +3,12 @@
 #include <cstdio>
 #include <string>
 
+#include "ir/abstradf.h"
+#include "ir/attribdf.h"
 #include "ir/containd.h"
 #include "ir/interfdf.h"
 #include "ir/moduledf.h"
+#include "ir/operatdf.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 #include "platform/kal_lookup_table.h"
@@ -329,6 +332,13 @@ CORBA_Contained_Impl* build_servant(CORBA::DefinitionKind kind,
       return new CORBA_ModuleDef_Impl(id, name, nullptr, root, nullptr);
     case CORBA::dk_Interface:
       return new CORBA_InterfaceDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_AbstractInterface:
+      return new CORBA_AbstractInterfaceDef_Impl(id, name, nullptr, root,
+                                                 nullptr);
+    case CORBA::dk_Operation:
+      return new CORBA_OperationDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Attribute:
+      return new CORBA_AttributeDef_Impl(id, name, nullptr, root, nullptr);
     default:
       return nullptr;
   }
