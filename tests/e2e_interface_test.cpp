@@ -86,7 +86,7 @@ void Guarded(Body body) {
   }
 }
 
-// --- what an IDL compiler would put into the repository for echo.idl ---------
+// --- what an IDL compiler would put into the repository for echo.idl -------
 
 CORBA::ParameterDescription Param(const char* name, CORBA::IDLType_ptr type,
                                   CORBA::ParameterMode mode) {
@@ -186,8 +186,7 @@ void DefineEcho(CORBA::Repository_ptr repo, CORBA::ModuleDef_ptr m,
       "IDL:EchoTest/Echo/calls:1.0", "calls", "1.0", l, CORBA::ATTR_READONLY));
 }
 
-// --- the dynamic client
-// ----------------------------------------------------------
+// --- the dynamic client ----------------------------------------------------
 
 DynamicAny::DynAnyFactory_ptr dyn_factory() {
   static DynamicAny::DynAnyFactory_var factory;

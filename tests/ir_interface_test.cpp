@@ -22,8 +22,7 @@ using DescribeInterfaceTest = InterfaceTest;
 using InterfaceIdTest = InterfaceTest;
 using AbstractInterfaceTest = InterfaceTest;
 
-// --- base lists
-// ----------------------------------------------------------------
+// --- base lists ------------------------------------------------------------
 
 TEST_F(BaseListTest, EmptyListMeansObject) {
   CORBA::InterfaceDef_var a = Itf("A");
@@ -197,8 +196,7 @@ TEST_F(BaseListTest, IsAFollowsEveryLevelAndNothingElse) {
   EXPECT_EQ(IdsOf(children.in()), (Ids{"IDL:B:1.0", "IDL:C:1.0"}));
 }
 
-// --- inherited names
-// -------------------------------------------------------------
+// --- inherited names -------------------------------------------------------
 
 TEST_F(InheritedNameTest, CreatorsRefuseInheritedAndUsedNames) {
   CORBA::InterfaceDef_var g = Itf("G");
@@ -292,8 +290,7 @@ TEST_F(InheritedNameTest, NamesOf254CharactersAreTheLongest) {
   EXPECT_EQ(IdsOf(all.in()), (Ids{"IDL:D/a254:1.0", "IDL:D/o254:1.0"}));
 }
 
-// --- contents with inherited members
-// ----------------------------------------------
+// --- contents with inherited members ---------------------------------------
 
 TEST_F(InterfaceContentsTest, InheritedMembersAreContentsUnlessExcluded) {
   CORBA::InterfaceDef_var b = Itf("B");
@@ -333,8 +330,29 @@ TEST_F(InterfaceContentsTest, InheritedMembersAreContentsUnlessExcluded) {
   EXPECT_TRUE(CORBA::is_nil(CORBA::Contained_var(d->lookup("f"))));
 }
 
-// --- descriptions
-// -------------------------------------------------------------------
+TEST_F(InterfaceContentsTest, MembersRenamedInABaseAreFoundByTheirNewNames) {
+  CORBA::InterfaceDef_var b = Itf("B");
+  CORBA::OperationDef_var f = VoidOp(b, "f");
+  CORBA::AttributeDef_var a = LongAttr(b, "a");
+  CORBA::InterfaceDef_var d = Itf("D", {b});
+  CORBA::OperationDef_var own = VoidOp(d, "own");
+  EXPECT_EQ(IdOf(CORBA::Contained_var(d->lookup("f"))), "IDL:B/f:1.0");
+
+  f->name("g");
+  EXPECT_TRUE(CORBA::is_nil(CORBA::Contained_var(d->lookup("f"))));
+  EXPECT_EQ(IdOf(CORBA::Contained_var(d->lookup("g"))), "IDL:B/f:1.0");
+  a->id("IDL:B/a2:1.0");
+  EXPECT_EQ(IdOf(CORBA::Contained_var(d->lookup("a"))), "IDL:B/a2:1.0");
+
+  // A member may not take the name of a member that its interface
+  // inherits.
+  EXPECT_REPORT(BAD_PARAM, IrMinor(0x54), "CORBA::Contained::name(...)",
+                own->name("a"));
+  CORBA::String_var name = own->name();
+  EXPECT_STREQ(name.in(), "own");
+}
+
+// --- descriptions ----------------------------------------------------------
 
 TEST_F(DescribeInterfaceTest, OwnMembersOnlyInStoreOrder) {
   CORBA::ModuleDef_var m = repo_->create_module("IDL:M:1.0", "M", "1.0");
@@ -416,8 +434,7 @@ TEST_F(DescribeInterfaceTest,
                "IDL:omg.org/CORBA/ExtAttrDescriptionSeq:1.0");
 }
 
-// --- id and name
-// --------------------------------------------------------------------
+// --- id and name -----------------------------------------------------------
 
 TEST_F(InterfaceIdTest, NewIdReachesEveryUserAndTheTypeCodes) {
   CORBA::InterfaceDef_var i = Itf("I");
@@ -490,8 +507,7 @@ TEST_F(InterfaceIdTest, RenameGivesANewTypeCode) {
   EXPECT_STREQ(absolute.in(), "::J");
 }
 
-// --- abstract interfaces
-// ------------------------------------------------------------
+// --- abstract interfaces ---------------------------------------------------
 
 TEST_F(AbstractInterfaceTest, BasesMustBeAbstractAndAreNeverObject) {
   CORBA::AbstractInterfaceDef_var a = Abstract("A");

@@ -167,8 +167,7 @@ TEST_F(CreateOperationTest, AttributeChecksRunInOrder) {
   EXPECT_EQ(contents->length(), 0u);
 }
 
-// --- records
-// ----------------------------------------------------------------------
+// --- records ---------------------------------------------------------------
 
 TEST_F(OperationRecordTest, EveryFieldSurvivesReopen) {
   CORBA::InterfaceDef_var itf = Itf("I");
@@ -245,8 +244,7 @@ TEST_F(OperationRecordTest, EveryFieldSurvivesReopen) {
   check("after reopen");
 }
 
-// --- setters
-// --------------------------------------------------------------------------
+// --- setters ---------------------------------------------------------------
 
 TEST_F(OperationSetterTest, OnewayNeedsVoidResultAndInParameters) {
   CORBA::InterfaceDef_var itf = Itf("I");
@@ -393,8 +391,7 @@ TEST_F(AttributeTest, SettersCheckTheirArgumentsAndPersist) {
   EXPECT_EQ(def->def_kind(), CORBA::dk_Primitive);
 }
 
-// --- exceptions (need the exception kind)
-// ------------------------------------------------
+// --- exceptions (need the exception kind) ----------------------------------
 
 TEST_F(OperationExceptionTest, ExceptionsAreDescribedByTheirOwnObjects) {
   CORBA::ExceptionDef_var e1 = ExceptionOrNil("E1");
@@ -449,8 +446,7 @@ TEST_F(OperationExceptionTest, ExceptionsAreDescribedByTheirOwnObjects) {
   EXPECT_EQ(IdOf(now[0]), "IDL:E2:1.0");
 }
 
-// --- a failing store
-// -------------------------------------------------------------------------
+// --- a failing store -------------------------------------------------------
 
 // The repository's store, wrapped by a FailingStore that it owns.
 class OwnedFailingStore {

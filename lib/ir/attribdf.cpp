@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "ir/containr.h"
+#include "ir/interfdf.h"
 #include "ir/servant_locator.h"
 #include "store/store_handle.h"
 
@@ -34,7 +35,7 @@ CORBA_Contained_Impl* named_type_of(CORBA::IDLType_ptr type, const char* file,
 }
 }  // namespace
 
-// --- type references -----------------------------------------------------
+// --- type references -------------------------------------------------------
 
 CORBA::DefinitionKind ir_kind_behind(CORBA::Object_ptr ref) {
   Servant_ref<CORBA_IRObject_Impl> s(ir_servant_of(ref));
@@ -81,6 +82,19 @@ int ir_change_type_ref(CORBA::IDLType_var& ref, const char* old_id,
   return changed;
 }
 
+void ir_forget_inherited_member(CORBA_Contained_Impl* member) {
+  Servant_ref<CORBA_Container_Impl> container;
+  try {
+    container = CORBA_Container_Impl::container_from_sh(
+        StoreHandle(member->own_defined_in()));
+  } catch (const CORBA::SystemException&) {
+    return;
+  }
+  CORBA_InterfaceDef_Impl* itf =
+      CORBA_InterfaceDef_Impl::interface_view(container.in());
+  if (itf) itf->drop_inherited_contents_caches(false);
+}
+
 void ir_report_clash(const char* file, int line, const char* text, int msgno) {
   kaldError(IR_MINOR_CLASH, CORBA::COMPLETED_NO, file, line, nullptr, 0, msgno,
             0, CORBA::_tc_string, text, 0);
@@ -91,7 +105,7 @@ void ir_check_name_length(const char* name, const char* file, int line,
   if (std::strlen(name) > kMaxNameLength) kaldBadArgument(file, line, text);
 }
 
-// --- creation of members -----------------------------------------------------
+// --- creation of members ---------------------------------------------------
 
 CORBA_Contained_Impl* ir_create_member(
     CORBA_Container_Impl* container, const char* container_id, const char* id,
@@ -154,8 +168,7 @@ CORBA::AttributeDef_ptr ir_create_attribute(
   return ir_ref_as<CORBA::AttributeDef>(created.in());
 }
 
-// --- the attribute servant
-// -----------------------------------------------------
+// --- the attribute servant -------------------------------------------------
 
 CORBA_AttributeDef_Impl::CORBA_AttributeDef_Impl(
     const char* id, const char* name, const char* version,
@@ -179,6 +192,16 @@ CORBA_AttributeDef_Impl* CORBA_AttributeDef_Impl::_narrow(
   return p && p->_has_kind(CORBA::dk_Attribute)
              ? dynamic_cast<CORBA_AttributeDef_Impl*>(p)
              : nullptr;
+}
+
+void CORBA_AttributeDef_Impl::id(const char* new_id) {
+  CORBA_Contained_Impl::id(new_id);
+  ir_forget_inherited_member(this);
+}
+
+void CORBA_AttributeDef_Impl::name(const char* new_name) {
+  CORBA_Contained_Impl::name(new_name);
+  ir_forget_inherited_member(this);
 }
 
 CORBA::TypeCode_ptr CORBA_AttributeDef_Impl::type() {

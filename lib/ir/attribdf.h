@@ -13,7 +13,7 @@
 
 class CORBA_Container_Impl;
 
-// --- type references handed in by clients ----------------------------
+// --- type references handed in by clients ----------------------------------
 
 // The kind of the repository object behind `ref`, or dk_none when `ref`
 // is nil or not an object of this repository.  A reference is judged by
@@ -46,6 +46,11 @@ CORBA::TypeCode_ptr ir_member_typecode(CORBA::IDLType_ptr type);
 int ir_change_type_ref(CORBA::IDLType_var& ref, const char* old_id,
                        const char* new_id);
 
+// Forgets the contents caches that list `member` as an inherited member
+// (those of the interfaces that derive from its container), after its
+// name or id has changed.
+void ir_forget_inherited_member(CORBA_Contained_Impl* member);
+
 // Raises base + 0x54 with `msgno` and `text`.
 [[noreturn]] void ir_report_clash(const char* file, int line, const char* text,
                                   int msgno = IR_MSG_CLASH);
@@ -55,7 +60,7 @@ int ir_change_type_ref(CORBA::IDLType_var& ref, const char* old_id,
 void ir_check_name_length(const char* name, const char* file, int line,
                           const char* text);
 
-// --- creation of members --------------------------------------------------
+// --- creation of members ---------------------------------------------------
 
 // One clash report: BAD_PARAM with OMG minor `omg_minor` when that is
 // not 0, else base + 0x54 (message 1021); `text` is logged.
@@ -109,7 +114,7 @@ CORBA::AttributeDef_ptr ir_create_attribute(
     const char* name, const char* version, CORBA::IDLType_ptr type,
     CORBA::AttributeMode mode);
 
-// --- the attribute servant --------------------------------------------------
+// --- the attribute servant -------------------------------------------------
 
 class CORBA_AttributeDef_Impl : public virtual POA_IRExt::AttributeDef,
                                 public CORBA_Contained_Impl {
@@ -125,6 +130,12 @@ class CORBA_AttributeDef_Impl : public virtual POA_IRExt::AttributeDef,
   ~CORBA_AttributeDef_Impl() override;
 
   static CORBA_AttributeDef_Impl* _narrow(CORBA_IRObject_Impl* p);
+
+  // CORBA::Contained, keeping derived interfaces' contents caches true.
+  char* id() override { return CORBA_Contained_Impl::id(); }
+  void id(const char* new_id) override;
+  char* name() override { return CORBA_Contained_Impl::name(); }
+  void name(const char* new_name) override;
 
   // CORBA::AttributeDef
   CORBA::TypeCode_ptr type() override;

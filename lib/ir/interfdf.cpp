@@ -118,8 +118,7 @@ CORBA::TypeCode_ptr CORBA_InterfaceDef_Impl::make_typecode(const char* id,
   return ir_orb()->create_interface_tc(id, name);
 }
 
-// --- base interfaces
-// -------------------------------------------------------------
+// --- base interfaces -------------------------------------------------------
 
 CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::base_interfaces() {
   return new CORBA::InterfaceDefSeq(bases_);
@@ -248,8 +247,7 @@ CORBA::Boolean CORBA_InterfaceDef_Impl::is_a(const char* interface_id) {
   });
 }
 
-// --- inherited names and members
-// --------------------------------------------------
+// --- inherited names and members -------------------------------------------
 
 CORBA::ContainedSeq* CORBA_InterfaceDef_Impl::check_inherited_name(
     const char* name) {
@@ -296,8 +294,7 @@ CORBA::OperationDef_ptr CORBA_InterfaceDef_Impl::create_operation(
   return made._retn();
 }
 
-// --- descriptions
-// ----------------------------------------------------------------
+// --- descriptions ----------------------------------------------------------
 
 CORBA::Contained::Description* CORBA_InterfaceDef_Impl::describe() {
   CORBA::InterfaceDescription desc;
@@ -408,8 +405,7 @@ CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::ext_interface_children() {
   return out._retn();
 }
 
-// --- id and name
-// -------------------------------------------------------------------
+// --- id and name -----------------------------------------------------------
 
 void CORBA_InterfaceDef_Impl::id(const char* new_id) {
   if (!new_id) kaldBadArgument(kFile, __LINE__, kIdText);
@@ -434,8 +430,7 @@ void CORBA_InterfaceDef_Impl::name(const char* new_name) {
   CORBA_IDLType_Impl::type(make_typecode(own_id(), own_name()));
 }
 
-// --- records
-// -------------------------------------------------------------------------
+// --- records ---------------------------------------------------------------
 
 void CORBA_InterfaceDef_Impl::changeID(const char* old_id, const char* new_id) {
   int changed = 0;

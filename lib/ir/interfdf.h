@@ -90,6 +90,10 @@ class CORBA_InterfaceDef_Impl : public virtual POA_IRExt::InterfaceDef,
   // Replaces the base list in the servant and the store's inheritance
   // links (inside the caller's update); no checks.
   void set_bases(const CORBA::InterfaceDefSeq& bases);
+  // Forgets the contents caches of this interface (when
+  // `including_own`) and of every cached interface or value type that
+  // derives from it: they list inherited members.
+  void drop_inherited_contents_caches(bool including_own);
 
   IR_CONTAINER_FORWARDERS(refuse, fwd, fwd, fwd, fwd, fwd, refuse, fwd, refuse,
                           refuse, fwd, refuse)
@@ -105,10 +109,6 @@ class CORBA_InterfaceDef_Impl : public virtual POA_IRExt::InterfaceDef,
   void replace_bases(const CORBA::InterfaceDefSeq& seq, const BaseRules& rules);
   // The TypeCode of this kind for an id and a name (caller owns).
   virtual CORBA::TypeCode_ptr make_typecode(const char* id, const char* name);
-  // Forgets the contents caches of this interface and of every cached
-  // interface or value type that derives from it: they list inherited
-  // members.
-  void drop_inherited_contents_caches(bool including_own);
 
   CORBA::InterfaceDefSeq bases_;
 };

@@ -57,8 +57,7 @@ void remove_parameter_uses(IRStore* store, const StoreHandle& user,
 }
 }  // namespace
 
-// --- creation
-// -----------------------------------------------------------------
+// --- creation --------------------------------------------------------------
 
 CORBA::OperationDef_ptr ir_create_operation(
     CORBA_Container_Impl* container, const char* container_id,
@@ -109,8 +108,7 @@ CORBA::OperationDef_ptr ir_create_operation(
   return ir_ref_as<CORBA::OperationDef>(created.in());
 }
 
-// --- the servant
-// ---------------------------------------------------------------
+// --- the servant -----------------------------------------------------------
 
 CORBA_OperationDef_Impl::CORBA_OperationDef_Impl(
     const char* id, const char* name, const char* version,
@@ -146,6 +144,16 @@ CORBA_OperationDef_Impl* CORBA_OperationDef_Impl::_narrow(
              : nullptr;
 }
 
+void CORBA_OperationDef_Impl::id(const char* new_id) {
+  CORBA_Contained_Impl::id(new_id);
+  ir_forget_inherited_member(this);
+}
+
+void CORBA_OperationDef_Impl::name(const char* new_name) {
+  CORBA_Contained_Impl::name(new_name);
+  ir_forget_inherited_member(this);
+}
+
 void CORBA_OperationDef_Impl::fill_parameter_types() {
   for (CORBA::ULong i = 0; i < s_.params.length(); ++i)
     s_.params[i].type = ir_member_typecode(s_.params[i].type_def);
@@ -165,8 +173,7 @@ void CORBA_OperationDef_Impl::set(const char* text, Change&& change) {
   }
 }
 
-// --- getters
-// -------------------------------------------------------------------
+// --- getters ---------------------------------------------------------------
 
 CORBA::TypeCode_ptr CORBA_OperationDef_Impl::result() {
   return CORBA::TypeCode::_duplicate(s_.result.in());
@@ -190,8 +197,7 @@ CORBA::ExceptionDefSeq* CORBA_OperationDef_Impl::exceptions() {
   return new CORBA::ExceptionDefSeq(s_.exceptions);
 }
 
-// --- setters
-// -------------------------------------------------------------------
+// --- setters ---------------------------------------------------------------
 
 void CORBA_OperationDef_Impl::result_def(CORBA::IDLType_ptr result) {
   const char* const text = "CORBA::OperationDef::result_def(...)";
@@ -275,8 +281,7 @@ void CORBA_OperationDef_Impl::exceptions(
   });
 }
 
-// --- descriptions
-// ----------------------------------------------------------------
+// --- descriptions ----------------------------------------------------------
 
 CORBA::OperationDescription CORBA_OperationDef_Impl::description() {
   CORBA::OperationDescription d;
@@ -316,8 +321,7 @@ CORBA::Contained::Description* CORBA_OperationDef_Impl::describe() {
   return d._retn();
 }
 
-// --- change of id and records
-// ------------------------------------------------------
+// --- change of id and records ----------------------------------------------
 
 void CORBA_OperationDef_Impl::changeID(const char* old_id, const char* new_id) {
   int changed = ir_change_type_ref(s_.result_def, old_id, new_id);

@@ -54,6 +54,12 @@ class CORBA_OperationDef_Impl : public virtual POA_IRExt::OperationDef,
 
   static CORBA_OperationDef_Impl* _narrow(CORBA_IRObject_Impl* p);
 
+  // CORBA::Contained, keeping derived interfaces' contents caches true.
+  char* id() override { return CORBA_Contained_Impl::id(); }
+  void id(const char* new_id) override;
+  char* name() override { return CORBA_Contained_Impl::name(); }
+  void name(const char* new_name) override;
+
   // CORBA::OperationDef.  Every setter checks its argument first
   // (base + 0x48 with "CORBA::OperationDef::<attribute>(...)", or
   // "... (...)" for contexts and exceptions) and changes nothing when it
