@@ -109,6 +109,15 @@ int open_output_file(const std::string& path) {
 
 }  // namespace
 
+pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
+                    int err_fd) {
+  return spawn(args, out_fd, err_fd);
+}
+
+ProcessResult wait_for_process(pid_t pid, int timeout_ms) {
+  return wait_for(pid, timeout_ms);
+}
+
 std::string ProcessResult::describe() const {
   std::ostringstream s;
   if (timed_out) s << "timed out (killed); ";

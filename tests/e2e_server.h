@@ -51,6 +51,14 @@ int free_tcp_port();
 ProcessResult run_irserver(const std::vector<std::string>& args,
                            int timeout_ms = 20000);
 
+// Starts args[0] (a path) with `args`, standard input from /dev/null and
+// the outputs on the given descriptors; the child is killed when the
+// test process dies.  Returns the pid, or -1 (errno set).
+pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
+                    int err_fd);
+// Waits up to `timeout_ms` for `pid` to end, then kills it.
+ProcessResult wait_for_process(pid_t pid, int timeout_ms);
+
 // The whole of a file ("" when it cannot be read).
 std::string read_file(const std::string& path);
 

@@ -185,6 +185,17 @@ void CORBA_Contained_Impl::id(const char* new_id) {
     // The probe's update is cancelled here; the change runs in its own.
   }
   std::string old_id = own_id();
+  // The servant cache is keyed by id.  While the users rewrite their
+  // records, references under either id must reach this servant: the
+  // users refer to it by the new id already, the store still by the old.
+  irobj_put_in_cache(new_id, this);
+  struct NewIdEntry {
+    const char* id;
+    bool keep = false;
+    ~NewIdEntry() {
+      if (!keep) irobj_remove_from_cache(id);
+    }
+  } new_entry{new_id};
   ir_in_update(
       store_, kFile, __LINE__, "CORBA::Contained::id (...)", [&](IrUpdate&) {
         StoreHandle old_handle(old_id);
@@ -193,9 +204,7 @@ void CORBA_Contained_Impl::id(const char* new_id) {
         bool refers_to_itself = false;
         try {
           // The users re-point their references to the new id and write
-          // them out before the record is re-keyed: references under the
-          // new id must resolve to this servant meanwhile.
-          irobj_put_in_cache(new_id, this);
+          // them out before the record is re-keyed.
           for (const std::string& user : users) {
             if (user == old_id) {
               refers_to_itself = true;
@@ -221,14 +230,12 @@ void CORBA_Contained_Impl::id(const char* new_id) {
             if (c.in()) c->defined_in_ = CORBA::string_dup(new_id);
           }
         } catch (...) {
-          irobj_remove_from_cache(new_id);
           set_id(old_id.c_str());
           throw;
         }
       });
-  // The servant cache is keyed by id.
+  new_entry.keep = true;
   irobj_remove_from_cache(old_id.c_str());
-  irobj_put_in_cache(new_id, this);
   drop_parent_contents_cache();
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "ir/abstradf.h"
 #include "ir/aliasdf.h"
 #include "ir/anontype.h"
 #include "ir/constdf.h"
@@ -361,10 +362,9 @@ CORBA::InterfaceDef_ptr CORBA_Container_Impl::create_interface(
     kaldBadArgument(kFile, __LINE__,
                     "CORBA::Container::create_interface::null_input");
   check_name_length(name, "CORBA::Container::create_interface::name");
-  for (CORBA::ULong i = 0; i < base_interfaces.length(); ++i)
-    if (CORBA::is_nil(base_interfaces[i]))
-      kaldBadArgument(kFile, __LINE__,
-                      "CORBA::Container::create_interface::base_interfaces");
+  CORBA_InterfaceDef_Impl::check_base_list(
+      base_interfaces, false, kFile, __LINE__,
+      "CORBA::Container::create_interface::base_interfaces");
   CORBA::InterfaceDefSeq bases = base_interfaces;
   if (bases.length() == 0) {
     CORBA_Repository_Impl::init_Object_interface_ptr();
@@ -379,7 +379,7 @@ CORBA::InterfaceDef_ptr CORBA_Container_Impl::create_interface(
                                            tc._retn());
       },
       [&](CORBA_Contained_Impl* c) {
-        dynamic_cast<CORBA_InterfaceDef_Impl*>(c)->set_bases(bases);
+        CORBA_InterfaceDef_Impl::interface_view(c)->set_bases(bases);
         c->write_record();
       }));
   return ir_ref_as<CORBA::InterfaceDef>(s.in());
@@ -393,6 +393,39 @@ std::vector<std::string> uses_of(CORBA::IDLType_ptr type) {
   return {};
 }
 }  // namespace
+
+CORBA::AbstractInterfaceDef_ptr
+CORBA_Container_Impl::create_abstract_interface_i(
+    const char* id, const char* name, const char* version,
+    const CORBA::AbstractInterfaceDefSeq& base_interfaces,
+    const char* container_id) {
+  if (!id || !name || !version)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_abstract_interface::null_input");
+  check_name_length(name, "CORBA::Container::create_abstract_interface::name");
+  CORBA::InterfaceDefSeq bases;
+  bases.length(base_interfaces.length());
+  for (CORBA::ULong i = 0; i < base_interfaces.length(); ++i)
+    bases[i] = CORBA::InterfaceDef::_duplicate(base_interfaces[i]);
+  CORBA_InterfaceDef_Impl::check_base_list(
+      bases, true, kFile, __LINE__,
+      "CORBA::Container::create_abstract_interface::base_interfaces");
+  // No bases means no bases here: an abstract interface does not derive
+  // from Object.
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, "CORBA::Container::create_abstract_interface",
+      [&] {
+        CORBA::TypeCode_var tc =
+            CORBA_AbstractInterfaceDef_Impl::abstract_typecode(id, name);
+        return new CORBA_AbstractInterfaceDef_Impl(id, name, version,
+                                                   container_id, tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        CORBA_InterfaceDef_Impl::interface_view(c)->set_bases(bases);
+        c->write_record();
+      }));
+  return ir_ref_as<CORBA::AbstractInterfaceDef>(s.in());
+}
 
 CORBA::ConstantDef_ptr CORBA_Container_Impl::create_constant(
     const char* id, const char* name, const char* version,
@@ -630,11 +663,4 @@ CORBA::NativeDef_ptr CORBA_Container_Impl::create_native(
       [&] { return new CORBA_NativeDef_Impl(id, name, version, container_id); },
       no_after));
   return ir_ref_as<CORBA::NativeDef>(s.in());
-}
-
-CORBA::AbstractInterfaceDef_ptr
-CORBA_Container_Impl::create_abstract_interface_i(
-    const char*, const char*, const char*,
-    const CORBA::AbstractInterfaceDefSeq&, const char*) {
-  ir_refuse_create(kFile, __LINE__);
 }

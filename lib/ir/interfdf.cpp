@@ -1,19 +1,84 @@
 #include "ir/interfdf.h"
 
 #include <cstring>
+#include <functional>
+#include <unordered_set>
+#include <vector>
 
+#include "ir/attribdf.h"
+#include "ir/operatdf.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 
 namespace {
 const char kFile[] = "lib/ir/interfdf";
 const char* const bi_err_msg = "CORBA::InterfaceDef::base_interfaces(...)";
+const char kIdText[] = "CORBA::InterfaceDef::id(...)";
+
+const IrAttributeTexts kAttributeTexts{
+    "CORBA::InterfaceDef::create_attribute::null_input",
+    "CORBA::InterfaceDef::create_attribute::name",
+    "CORBA::InterfaceDef::create_attribute::mode",
+    "CORBA::InterfaceDef::create_attribute::type",
+    "CORBA::InterfaceDef::create_attribute"};
+
+const IrOperationTexts kOperationTexts{
+    "CORBA::InterfaceDef::create_operation::null_input",
+    "CORBA::InterfaceDef::create_operation::name",
+    "CORBA::InterfaceDef::create_operation::mode",
+    "CORBA::InterfaceDef::create_operation::contexts",
+    "CORBA::InterfaceDef::create_operation::result",
+    "CORBA::InterfaceDef::create_operation::exceptions",
+    "CORBA::InterfaceDef::create_operation::params",
+    "CORBA::InterfaceDef::create_operation"};
 
 // The repository id behind an interface reference of ours ("" when it is
 // not one).
 std::string interface_id_of(CORBA::InterfaceDef_ptr ref) {
   std::string key = ir_object_key_of(ref);
   return key.empty() || key[0] == '~' ? std::string() : key;
+}
+
+bool is_interface_kind(CORBA::DefinitionKind kind, bool abstract_only) {
+  return kind == CORBA::dk_AbstractInterface ||
+         (!abstract_only && kind == CORBA::dk_Interface);
+}
+
+CORBA::RepositoryIdSeq ids_of(const CORBA::InterfaceDefSeq& bases) {
+  CORBA::RepositoryIdSeq ids;
+  ids.length(0);
+  for (CORBA::ULong i = 0; i < bases.length(); ++i) {
+    std::string id = interface_id_of(bases[i]);
+    if (id.empty()) continue;
+    CORBA::ULong n = ids.length();
+    ids.length(n + 1);
+    ids[n] = id.c_str();
+  }
+  return ids;
+}
+
+// The servants of the direct contents of `container` of one kind, in
+// store order, each with one reference.
+std::vector<Servant_ref<CORBA_Contained_Impl>> own_members(
+    IRStore* store, const std::string& container, CORBA::DefinitionKind kind) {
+  IdList ids = ir_store_call(kFile, __LINE__, container.c_str(), [&] {
+    return store->IRChildren(StoreHandle(container), kind);
+  });
+  std::vector<Servant_ref<CORBA_Contained_Impl>> out;
+  out.reserve(ids.size());
+  for (const std::string& id : ids) {
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_fetch_object(store, id, kFile, __LINE__, id.c_str()));
+    if (s.in()) out.push_back(std::move(s));
+  }
+  return out;
+}
+
+template <class Seq, class Value>
+void append(Seq& seq, const Value& v) {
+  CORBA::ULong n = seq.length();
+  seq.length(n + 1);
+  seq[n] = v;
 }
 }  // namespace
 
@@ -41,8 +106,31 @@ CORBA_InterfaceDef_Impl* CORBA_InterfaceDef_Impl::_narrow(
              : nullptr;
 }
 
+CORBA_InterfaceDef_Impl* CORBA_InterfaceDef_Impl::interface_view(
+    CORBA_IRObject_Impl* p) {
+  return p && is_interface_kind(p->def_kind(), false)
+             ? dynamic_cast<CORBA_InterfaceDef_Impl*>(p)
+             : nullptr;
+}
+
+CORBA::TypeCode_ptr CORBA_InterfaceDef_Impl::make_typecode(const char* id,
+                                                           const char* name) {
+  return ir_orb()->create_interface_tc(id, name);
+}
+
+// --- base interfaces -------------------------------------------------------
+
 CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::base_interfaces() {
   return new CORBA::InterfaceDefSeq(bases_);
+}
+
+void CORBA_InterfaceDef_Impl::check_base_list(
+    const CORBA::InterfaceDefSeq& bases, bool abstract_only, const char* file,
+    int line, const char* text) {
+  for (CORBA::ULong i = 0; i < bases.length(); ++i)
+    if (CORBA::is_nil(bases[i]) ||
+        !is_interface_kind(ir_kind_behind(bases[i]), abstract_only))
+      kaldBadArgument(file, line, text);
 }
 
 void CORBA_InterfaceDef_Impl::set_bases(const CORBA::InterfaceDefSeq& bases) {
@@ -60,6 +148,11 @@ void CORBA_InterfaceDef_Impl::set_bases(const CORBA::InterfaceDefSeq& bases) {
 
 void CORBA_InterfaceDef_Impl::base_interfaces(
     const CORBA::InterfaceDefSeq& seq) {
+  replace_bases(seq, BaseRules{false, true});
+}
+
+void CORBA_InterfaceDef_Impl::replace_bases(const CORBA::InterfaceDefSeq& seq,
+                                            const BaseRules& rules) {
   CORBA::InterfaceDefSeq bases = seq;
   if (bases.length() == 0) {
     CORBA_Repository_Impl::init_Object_interface_ptr();
@@ -70,16 +163,48 @@ void CORBA_InterfaceDef_Impl::base_interfaces(
     if (CORBA::is_nil(bases[i]))
       kaldBadArgument(kFile, __LINE__,
                       "CORBA::InterfaceDef::base_interfaces(...)::null input");
-  // A base that is this interface or already derives from it would close
-  // a cycle.
+
+  // Each base must be an interface of ours that neither is this one nor
+  // derives from it: that would close a cycle.  The current bases pass.
+  std::vector<std::string> ids;
   for (CORBA::ULong i = 0; i < bases.length(); ++i) {
     std::string base = interface_id_of(bases[i]);
-    if (base.empty()) kaldBadArgument(kFile, __LINE__, bi_err_msg);
+    if (base.empty() ||
+        !is_interface_kind(ir_kind_behind(bases[i]), rules.abstract_only))
+      kaldBadArgument(kFile, __LINE__, bi_err_msg);
     bool cycle = ir_store_call(kFile, __LINE__, bi_err_msg, [&] {
       return store_->IRIsA(StoreHandle(base), own_id());
     });
     if (cycle) kaldBadArgument(kFile, __LINE__, bi_err_msg);
+    ids.push_back(base);
   }
+
+  // Own operations, then own attributes, against what each new base
+  // offers (its own members and everything it inherits).
+  auto offered = [&](const std::string& base, const std::string& name,
+                     CORBA::DefinitionKind kind) {
+    return ir_store_call(kFile, __LINE__, bi_err_msg, [&] {
+      return !store_->IRLookupName(StoreHandle(base), name, 1, kind, false)
+                  .empty();
+    });
+  };
+  for (CORBA::DefinitionKind own_kind :
+       {CORBA::dk_Operation, CORBA::dk_Attribute}) {
+    for (const auto& member : own_members(store_, own_id(), own_kind)) {
+      std::string name = member->own_name();
+      for (const std::string& base : ids) {
+        if (offered(base, name, CORBA::dk_Operation)) {
+          if (own_kind == CORBA::dk_Operation &&
+              rules.operation_clash_is_bad_param)
+            ir_throw_bad_param(5, kFile, __LINE__, bi_err_msg);
+          ir_report_clash(kFile, __LINE__, bi_err_msg);
+        }
+        if (offered(base, name, CORBA::dk_Attribute))
+          ir_report_clash(kFile, __LINE__, bi_err_msg);
+      }
+    }
+  }
+
   CORBA::InterfaceDefSeq old = bases_;
   try {
     ir_in_update(store_, kFile, __LINE__, bi_err_msg, [&](IrUpdate&) {
@@ -89,6 +214,28 @@ void CORBA_InterfaceDef_Impl::base_interfaces(
   } catch (...) {
     bases_ = old;
     throw;
+  }
+  drop_inherited_contents_caches(true);
+}
+
+void CORBA_InterfaceDef_Impl::drop_inherited_contents_caches(
+    bool including_own) {
+  if (including_own) drop_contents_cache();
+  std::vector<std::string> pending{own_id()};
+  std::unordered_set<std::string> seen;
+  while (!pending.empty()) {
+    std::string id = std::move(pending.back());
+    pending.pop_back();
+    IdList derived = ir_store_call(kFile, __LINE__, id.c_str(), [&] {
+      return store_->IRDerived(StoreHandle(id));
+    });
+    for (std::string& d : derived) {
+      if (!seen.insert(d).second) continue;
+      Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache(d.c_str()));
+      if (auto* c = dynamic_cast<CORBA_Container_Impl*>(s.in()))
+        c->drop_contents_cache();
+      pending.push_back(std::move(d));
+    }
   }
 }
 
@@ -100,33 +247,54 @@ CORBA::Boolean CORBA_InterfaceDef_Impl::is_a(const char* interface_id) {
   });
 }
 
+// --- inherited names and members -------------------------------------------
+
+CORBA::ContainedSeq* CORBA_InterfaceDef_Impl::check_inherited_name(
+    const char* name) {
+  const char* const text = "CORBA::InterfaceDef::check_inherited_name";
+  IdList ids;
+  for (CORBA::DefinitionKind kind :
+       {CORBA::dk_Operation, CORBA::dk_Attribute}) {
+    ids = ir_store_call(kFile, __LINE__, text, [&] {
+      return store_->IRInheritedName(id_handle(), name, kind);
+    });
+    if (!ids.empty()) break;
+  }
+  return ir_contained_seq(store_, ids, kFile, __LINE__, text);
+}
+
+bool CORBA_InterfaceDef_Impl::inherits_name(const char* name) {
+  for (CORBA::DefinitionKind kind : {CORBA::dk_Operation, CORBA::dk_Attribute})
+    if (!store_->IRInheritedName(id_handle(), name, kind).empty()) return true;
+  return false;
+}
+
 CORBA::AttributeDef_ptr CORBA_InterfaceDef_Impl::create_attribute(
-    const char*, const char*, const char*, CORBA::IDLType_ptr,
-    CORBA::AttributeMode) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    CORBA::IDLType_ptr type, CORBA::AttributeMode mode) {
+  CORBA::AttributeDef_var made = ir_create_attribute(
+      this, own_id(), kAttributeTexts,
+      [this](const char* n) { return inherits_name(n); }, id, name, version,
+      type, mode);
+  drop_inherited_contents_caches(false);
+  return made._retn();
 }
 
 CORBA::OperationDef_ptr CORBA_InterfaceDef_Impl::create_operation(
-    const char*, const char*, const char*, CORBA::IDLType_ptr,
-    CORBA::OperationMode, const CORBA::ParDescriptionSeq&,
-    const CORBA::ExceptionDefSeq&, const CORBA::ContextIdSeq&) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    CORBA::IDLType_ptr result, CORBA::OperationMode mode,
+    const CORBA::ParDescriptionSeq& params,
+    const CORBA::ExceptionDefSeq& exceptions,
+    const CORBA::ContextIdSeq& contexts) {
+  CORBA::OperationDef_var made = ir_create_operation(
+      this, own_id(), kOperationTexts,
+      [this](const char* n) { return inherits_name(n); }, id, name, version,
+      result, mode, params, exceptions, contexts);
+  drop_inherited_contents_caches(false);
+  return made._retn();
 }
 
-namespace {
-CORBA::RepositoryIdSeq ids_of(const CORBA::InterfaceDefSeq& bases) {
-  CORBA::RepositoryIdSeq ids;
-  ids.length(0);
-  for (CORBA::ULong i = 0; i < bases.length(); ++i) {
-    std::string id = interface_id_of(bases[i]);
-    if (id.empty()) continue;
-    CORBA::ULong n = ids.length();
-    ids.length(n + 1);
-    ids[n] = id.c_str();
-  }
-  return ids;
-}
-}  // namespace
+// --- descriptions ----------------------------------------------------------
 
 CORBA::Contained::Description* CORBA_InterfaceDef_Impl::describe() {
   CORBA::InterfaceDescription desc;
@@ -141,6 +309,22 @@ CORBA::Contained::Description* CORBA_InterfaceDef_Impl::describe() {
   return d._retn();
 }
 
+namespace {
+// Appends the descriptions of the operations and attributes defined
+// directly in `container`, in store order.
+template <class AttributeSeq, class ToAttribute>
+void describe_members(IRStore* store, const std::string& container,
+                      CORBA::OpDescriptionSeq& operations,
+                      AttributeSeq& attributes, ToAttribute&& to_attribute) {
+  for (const auto& s : own_members(store, container, CORBA::dk_Operation))
+    if (auto* op = CORBA_OperationDef_Impl::_narrow(s.in()))
+      append(operations, op->description());
+  for (const auto& s : own_members(store, container, CORBA::dk_Attribute))
+    if (auto* attr = CORBA_AttributeDef_Impl::_narrow(s.in()))
+      append(attributes, to_attribute(attr->description()));
+}
+}  // namespace
+
 CORBA::InterfaceDef::FullInterfaceDescription*
 CORBA_InterfaceDef_Impl::describe_interface() {
   CORBA::InterfaceDef::FullInterfaceDescription_var full =
@@ -153,32 +337,53 @@ CORBA_InterfaceDef_Impl::describe_interface() {
   full->base_interfaces = ids_of(bases_);
   full->operations.length(0);
   full->attributes.length(0);
-  IdList own = ir_store_call(kFile, __LINE__, own_id(), [&] {
-    return store_->IRContents(id_handle(), CORBA::dk_all, true, -1);
-  });
-  for (const std::string& id : own) {
-    Servant_ref<CORBA_Contained_Impl> s(
-        ir_fetch_object(store_, id, kFile, __LINE__, id.c_str()));
-    if (!s.in()) continue;
-    CORBA::DefinitionKind k = s->def_kind();
-    if (k != CORBA::dk_Operation && k != CORBA::dk_Attribute) continue;
-    CORBA::Contained::Description_var d = s->describe();
-    if (k == CORBA::dk_Operation) {
-      const CORBA::OperationDescription* od;
-      if (d->value >>= od) {
-        CORBA::ULong n = full->operations.length();
-        full->operations.length(n + 1);
-        full->operations[n] = *od;
-      }
-    } else {
-      const CORBA::AttributeDescription* ad;
-      if (d->value >>= ad) {
-        CORBA::ULong n = full->attributes.length();
-        full->attributes.length(n + 1);
-        full->attributes[n] = *ad;
-      }
-    }
-  }
+  describe_members(store_, own_id(), full->operations, full->attributes,
+                   [](const CORBA::AttributeDescription& a) { return a; });
+  return full._retn();
+}
+
+IRExt::ExtFullInterfaceDescription*
+CORBA_InterfaceDef_Impl::describe_ext_interface() {
+  IRExt::ExtFullInterfaceDescription_var full =
+      new IRExt::ExtFullInterfaceDescription;
+  full->name = own_name();
+  full->id = own_id();
+  full->defined_in = described_defined_in();
+  full->version = own_version();
+  full->base_interfaces = ids_of(bases_);
+  full->type = CORBA_IDLType_Impl::type();
+  full->operations.length(0);
+  full->attributes.length(0);
+
+  // Every interface of the inheritance graph once, each after all of its
+  // bases, the bases of one interface in their declared order; this
+  // interface comes last.
+  std::vector<std::string> order;
+  std::unordered_set<std::string> seen;
+  std::function<void(const std::string&)> visit = [&](const std::string& id) {
+    if (!seen.insert(id).second) return;
+    IdList bases = ir_store_call(kFile, __LINE__, id.c_str(), [&] {
+      return store_->IRBases(StoreHandle(id));
+    });
+    for (const std::string& base : bases) visit(base);
+    order.push_back(id);
+  };
+  visit(own_id());
+
+  for (const std::string& id : order)
+    describe_members(store_, id, full->operations, full->attributes,
+                     [](const CORBA::AttributeDescription& a) {
+                       IRExt::ExtAttributeDescription ext;
+                       ext.name = a.name;
+                       ext.id = a.id;
+                       ext.defined_in = a.defined_in;
+                       ext.version = a.version;
+                       ext.type = a.type;
+                       ext.mode = a.mode;
+                       ext.get_exceptions.length(0);
+                       ext.put_exceptions.length(0);
+                       return ext;
+                     });
   return full._retn();
 }
 
@@ -191,7 +396,8 @@ CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::ext_interface_children() {
   for (const std::string& id : ids) {
     Servant_ref<CORBA_Contained_Impl> s(
         ir_fetch_object(store_, id, kFile, __LINE__, id.c_str()));
-    if (!s.in() || !s->_has_kind_container(s->def_kind())) continue;
+    // Value types that support this interface are not its children.
+    if (!s.in() || !is_interface_kind(s->def_kind(), false)) continue;
     CORBA::ULong n = out->length();
     out->length(n + 1);
     out[n] = ir_ref_as<CORBA::InterfaceDef>(s.in());
@@ -199,18 +405,61 @@ CORBA::InterfaceDefSeq* CORBA_InterfaceDef_Impl::ext_interface_children() {
   return out._retn();
 }
 
+// --- id and name -----------------------------------------------------------
+
+void CORBA_InterfaceDef_Impl::id(const char* new_id) {
+  if (!new_id) kaldBadArgument(kFile, __LINE__, kIdText);
+  bool used = ir_store_call(kFile, __LINE__, kIdText, [&] {
+    return store_->IRExists(StoreHandle(new_id));
+  });
+  if (used) ir_report_clash(kFile, __LINE__, kIdText);
+  // The referring operations and attributes take their TypeCodes from
+  // this interface while the change runs: they must see the new one.
+  CORBA::TypeCode_var old_tc = CORBA_IDLType_Impl::type();
+  cached_tc_ = make_typecode(new_id, own_name());
+  try {
+    CORBA_Contained_Impl::id(new_id);
+  } catch (...) {
+    cached_tc_ = old_tc._retn();
+    throw;
+  }
+}
+
+void CORBA_InterfaceDef_Impl::name(const char* new_name) {
+  CORBA_Contained_Impl::name(new_name);
+  CORBA_IDLType_Impl::type(make_typecode(own_id(), own_name()));
+}
+
+// --- records ---------------------------------------------------------------
+
+void CORBA_InterfaceDef_Impl::changeID(const char* old_id, const char* new_id) {
+  int changed = 0;
+  for (CORBA::ULong i = 0; i < bases_.length(); ++i) {
+    if (interface_id_of(bases_[i]) != old_id) continue;
+    Servant_ref<CORBA_IRObject_Impl> renamed(ir_servant_for_oid(new_id));
+    CORBA::Object_var ref =
+        renamed.in() ? renamed->_ref()
+                     : ir_make_reference(new_id, CORBA::dk_Interface);
+    bases_[i] = CORBA::InterfaceDef::_unchecked_narrow(ref);
+    ++changed;
+  }
+  if (changed == 0)
+    kaldError(IR_MINOR_NOTHING_CHANGED, CORBA::COMPLETED_NO, kFile, __LINE__,
+              nullptr, 0, IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
+              "CORBA::InterfaceDef::changeID(...)", 0);
+}
+
 void CORBA_InterfaceDef_Impl::object_to_stream(Encapsulation& e) {
   CORBA_Contained_Impl::object_to_stream(e);
-  e.put_ulong(bases_.length());
+  // Bases that have been destroyed since are left out.
+  std::vector<Servant_ref<CORBA_IRObject_Impl>> bases;
   for (CORBA::ULong i = 0; i < bases_.length(); ++i) {
     Servant_ref<CORBA_IRObject_Impl> s(ir_servant_of(bases_[i]));
-    CORBA_Contained_Impl* c = CORBA_Contained_Impl::_narrow(s.in());
-    if (!c)
-      kaldError(IR_MINOR_BAD_KIND, CORBA::COMPLETED_NO, kFile, __LINE__,
-                nullptr, 0, IR_MSG_STORE_OPERATION, 0, CORBA::_tc_string,
-                "narrow_and_continue_streaming", 0);
-    c->stream_in_line(e);
+    if (CORBA_Contained_Impl::_narrow(s.in())) bases.push_back(std::move(s));
   }
+  e.put_ulong(static_cast<CORBA::ULong>(bases.size()));
+  for (const auto& s : bases)
+    CORBA_Contained_Impl::_narrow(s.in())->stream_in_line(e);
 }
 
 void CORBA_InterfaceDef_Impl::stream_to_object(const char* name, const char* id,
@@ -226,21 +475,7 @@ void CORBA_InterfaceDef_Impl::stream_to_object(const char* name, const char* id,
     bases[len] = CORBA::InterfaceDef::_unchecked_narrow(c);
   }
   bases_ = bases;
-  CORBA_IDLType_Impl::type(ir_orb()->create_interface_tc(own_id(), own_name()));
-}
-
-void CORBA_InterfaceDef_Impl::changeID(const char* old_id, const char* new_id) {
-  int changed = 0;
-  for (CORBA::ULong i = 0; i < bases_.length(); ++i) {
-    if (interface_id_of(bases_[i]) != old_id) continue;
-    CORBA::Object_var ref = ir_make_reference(new_id, CORBA::dk_Interface);
-    bases_[i] = CORBA::InterfaceDef::_unchecked_narrow(ref);
-    ++changed;
-  }
-  if (changed == 0)
-    kaldError(IR_MINOR_NOTHING_CHANGED, CORBA::COMPLETED_NO, kFile, __LINE__,
-              nullptr, 0, IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
-              "CORBA::InterfaceDef::changeID(...)", 0);
+  CORBA_IDLType_Impl::type(make_typecode(own_id(), own_name()));
 }
 
 void CORBA_InterfaceDef_Impl::stream_in_line(Encapsulation& e) {

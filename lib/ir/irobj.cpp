@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <string>
 
+#include "ir/abstradf.h"
 #include "ir/aliasdf.h"
+#include "ir/attribdf.h"
 #include "ir/constdf.h"
 #include "ir/containd.h"
 #include "ir/enumdf.h"
@@ -11,6 +13,7 @@
 #include "ir/interfdf.h"
 #include "ir/moduledf.h"
 #include "ir/nativedf.h"
+#include "ir/operatdf.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 #include "ir/structdf.h"
@@ -353,6 +356,13 @@ CORBA_Contained_Impl* build_servant(CORBA::DefinitionKind kind,
       return new CORBA_ValueBoxDef_Impl(id, name, nullptr, root, nullptr);
     case CORBA::dk_Native:
       return new CORBA_NativeDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_AbstractInterface:
+      return new CORBA_AbstractInterfaceDef_Impl(id, name, nullptr, root,
+                                                 nullptr);
+    case CORBA::dk_Operation:
+      return new CORBA_OperationDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Attribute:
+      return new CORBA_AttributeDef_Impl(id, name, nullptr, root, nullptr);
     default:
       return nullptr;
   }

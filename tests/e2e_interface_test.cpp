@@ -1,0 +1,420 @@
+// End-to-end: omniORB's _get_interface() against irserver.  An ordinary
+// omniORB server (echo_server, built from echo.idl) is started with
+// -ORBInitRef InterfaceRepository=<irserver's corbaloc>; this process is
+// a dynamic client that knows nothing of echo.idl: it asks the echo
+// object for its InterfaceDef, learns the operations from the repository
+// and calls them through the DII with the TypeCodes it was given.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <omniORB4/CORBA.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "e2e_server.h"
+#include "irext.hh"
+#include "orb_main.h"
+
+namespace {
+
+// The echo server as a child process, killed with the object.
+class EchoServerProcess {
+ public:
+  explicit EchoServerProcess(std::string repository)
+      : repository_(std::move(repository)) {}
+  ~EchoServerProcess() {
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      wait_for_process(pid_, 20000);
+    }
+  }
+  EchoServerProcess(const EchoServerProcess&) = delete;
+  EchoServerProcess& operator=(const EchoServerProcess&) = delete;
+
+  // Starts the server and waits up to 20 s for its IOR; "" when it is
+  // ready, else what went wrong.
+  std::string start() {
+    std::string ior_file = dir_.file("echo.ior");
+    int out = open(dir_.file("stdout").c_str(),
+                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    int err = open(dir_.file("stderr").c_str(),
+                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (out < 0 || err < 0) return "cannot open the output files";
+    pid_ = spawn_process({ECHO_SERVER_PATH, ior_file, "-ORBInitRef",
+                          "InterfaceRepository=" + repository_, "-ORBendPoint",
+                          "giop:tcp:127.0.0.1:"},
+                         out, err);
+    close(out);
+    close(err);
+    if (pid_ < 0) return "cannot start " ECHO_SERVER_PATH;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < deadline) {
+      ior_ = read_file(ior_file);
+      if (!ior_.empty()) {
+        ior_.erase(ior_.find_last_not_of("\n") + 1);
+        return "";
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return "no IOR within 20 s; stderr: " + read_file(dir_.file("stderr"));
+  }
+  const std::string& ior() const { return ior_; }
+
+ private:
+  TempDir dir_;
+  std::string repository_;
+  pid_t pid_ = -1;
+  std::string ior_;
+};
+
+// Runs a test body; a CORBA exception that escapes it fails the test
+// with its name and minor code.
+template <class Body>
+void Guarded(Body body) {
+  try {
+    body();
+  } catch (const CORBA::SystemException& e) {
+    ADD_FAILURE() << "CORBA::" << e._name() << " minor 0x" << std::hex
+                  << e.minor() << " escaped the test";
+  } catch (const CORBA::Exception& e) {
+    ADD_FAILURE() << "CORBA::" << e._name() << " escaped the test";
+  }
+}
+
+// --- what an IDL compiler would put into the repository for echo.idl -------
+
+CORBA::ParameterDescription Param(const char* name, CORBA::IDLType_ptr type,
+                                  CORBA::ParameterMode mode) {
+  CORBA::ParameterDescription p;
+  p.name = name;
+  p.type = type->type();
+  p.type_def = CORBA::IDLType::_duplicate(type);
+  p.mode = mode;
+  return p;
+}
+
+// The exception EchoTest::Refused.
+CORBA::ExceptionDef_ptr DefineRefused(CORBA::Repository_ptr repo,
+                                      CORBA::ModuleDef_ptr module) {
+  CORBA::PrimitiveDef_var string_type = repo->get_primitive(CORBA::pk_string);
+  CORBA::PrimitiveDef_var long_type = repo->get_primitive(CORBA::pk_long);
+  CORBA::StructMemberSeq members;
+  members.length(2);
+  members[0].name = "reason";
+  members[0].type = string_type->type();
+  members[0].type_def = CORBA::IDLType::_duplicate(string_type);
+  members[1].name = "code";
+  members[1].type = long_type->type();
+  members[1].type_def = CORBA::IDLType::_duplicate(long_type);
+  return module->create_exception("IDL:EchoTest/Refused:1.0", "Refused", "1.0",
+                                  members);
+}
+
+// Defines module EchoTest with Base and Echo; `refuse` (which raises
+// Refused) only when `refused` is not nil.
+void DefineEcho(CORBA::Repository_ptr repo, CORBA::ModuleDef_ptr m,
+                CORBA::ExceptionDef_ptr refused) {
+  CORBA::PrimitiveDef_var l = repo->get_primitive(CORBA::pk_long);
+  CORBA::PrimitiveDef_var s = repo->get_primitive(CORBA::pk_string);
+  CORBA::PrimitiveDef_var d = repo->get_primitive(CORBA::pk_double);
+  CORBA::PrimitiveDef_var v = repo->get_primitive(CORBA::pk_void);
+  CORBA::SequenceDef_var longs = repo->create_sequence(0, l);
+  CORBA::IDLType_var long_seq =
+      m->create_alias("IDL:EchoTest/LongSeq:1.0", "LongSeq", "1.0", longs);
+  CORBA::ExceptionDefSeq none;
+  CORBA::ContextIdSeq no_contexts;
+
+  CORBA::InterfaceDef_var base = m->create_interface(
+      "IDL:EchoTest/Base:1.0", "Base", "1.0", CORBA::InterfaceDefSeq());
+  CORBA::ParDescriptionSeq p;
+  p.length(1);
+  p[0] = Param("x", l, CORBA::PARAM_IN);
+  CORBA::OperationDef_var(
+      base->create_operation("IDL:EchoTest/Base/ping:1.0", "ping", "1.0", l,
+                             CORBA::OP_NORMAL, p, none, no_contexts));
+
+  CORBA::InterfaceDefSeq bases;
+  bases.length(1);
+  bases[0] = CORBA::InterfaceDef::_duplicate(base);
+  CORBA::InterfaceDef_var echo =
+      m->create_interface("IDL:EchoTest/Echo:1.0", "Echo", "1.0", bases);
+  auto op = [&](const char* name, CORBA::IDLType_ptr result,
+                const CORBA::ParDescriptionSeq& params,
+                const CORBA::ExceptionDefSeq& raises) {
+    std::string id = std::string("IDL:EchoTest/Echo/") + name + ":1.0";
+    CORBA::OperationDef_var(
+        echo->create_operation(id.c_str(), name, "1.0", result,
+                               CORBA::OP_NORMAL, params, raises, no_contexts));
+  };
+  p[0] = Param("s", s, CORBA::PARAM_IN);
+  op("echo_string", s, p, none);
+  p.length(2);
+  p[0] = Param("values", long_seq, CORBA::PARAM_IN);
+  p[1] = Param("count", l, CORBA::PARAM_OUT);
+  op("sum", d, p, none);
+  p[0] = Param("a", s, CORBA::PARAM_INOUT);
+  p[1] = Param("b", s, CORBA::PARAM_INOUT);
+  op("swap", v, p, none);
+  p.length(1);
+  p[0] = Param("other", echo, CORBA::PARAM_IN);
+  op("self_ref", echo, p, none);
+  if (!CORBA::is_nil(refused)) {
+    CORBA::ExceptionDefSeq raises;
+    raises.length(1);
+    raises[0] = CORBA::ExceptionDef::_duplicate(refused);
+    p[0] = Param("why", s, CORBA::PARAM_IN);
+    op("refuse", v, p, raises);
+  }
+  CORBA::AttributeDef_var(echo->create_attribute(
+      "IDL:EchoTest/Echo/calls:1.0", "calls", "1.0", l, CORBA::ATTR_READONLY));
+}
+
+// --- the dynamic client ----------------------------------------------------
+
+DynamicAny::DynAnyFactory_ptr dyn_factory() {
+  static DynamicAny::DynAnyFactory_var factory;
+  if (CORBA::is_nil(factory)) {
+    CORBA::Object_var obj =
+        test_orb()->resolve_initial_references("DynAnyFactory");
+    factory = DynamicAny::DynAnyFactory::_narrow(obj);
+  }
+  return factory;
+}
+
+// A value of TypeCode `tc` (as the repository described it), filled by
+// `fill`; the default value when `fill` is empty.
+CORBA::Any Value(CORBA::TypeCode_ptr tc,
+                 const std::function<void(DynamicAny::DynAny_ptr)>& fill = {}) {
+  DynamicAny::DynAny_var dyn = dyn_factory()->create_dyn_any_from_type_code(tc);
+  if (fill) fill(dyn);
+  CORBA::Any_var any = dyn->to_any();
+  dyn->destroy();
+  return any.in();
+}
+
+const CORBA::OperationDescription* Find(const CORBA::OpDescriptionSeq& ops,
+                                        const char* name) {
+  for (CORBA::ULong i = 0; i < ops.length(); ++i)
+    if (std::string(ops[i].name.in()) == name) return &ops[i];
+  return nullptr;
+}
+
+// Calls `op` on `target` through the DII: `inputs` are the values of the
+// in and inout parameters in order; out parameters get default values of
+// their types.  Returns the invoked request.
+CORBA::Request_ptr Call(CORBA::Object_ptr target,
+                        const CORBA::OperationDescription& op,
+                        const std::vector<CORBA::Any>& inputs) {
+  CORBA::Request_var req = target->_request(op.name);
+  std::size_t next = 0;
+  for (CORBA::ULong i = 0; i < op.parameters.length(); ++i) {
+    const CORBA::ParameterDescription& p = op.parameters[i];
+    switch (p.mode) {
+      case CORBA::PARAM_IN:
+        req->add_in_arg(p.name) = inputs.at(next++);
+        break;
+      case CORBA::PARAM_INOUT:
+        req->add_inout_arg(p.name) = inputs.at(next++);
+        break;
+      case CORBA::PARAM_OUT:
+        req->add_out_arg(p.name) = Value(p.type);
+        break;
+    }
+  }
+  req->set_return_type(op.result);
+  for (CORBA::ULong i = 0; i < op.exceptions.length(); ++i)
+    req->exceptions()->add(op.exceptions[i].type);
+  req->invoke();
+  return req._retn();
+}
+
+const CORBA::Any& Argument(CORBA::Request_ptr req, CORBA::ULong i) {
+  return *req->arguments()->item(i)->value();
+}
+
+class GetInterfaceE2E : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(irserver_.start(), "");
+    CORBA::Object_var obj =
+        test_orb()->string_to_object(irserver_.corbaloc().c_str());
+    repo_ = CORBA::Repository::_narrow(obj);
+    ASSERT_FALSE(CORBA::is_nil(repo_));
+    module_ = repo_->create_module("IDL:EchoTest:1.0", "EchoTest", "1.0");
+  }
+
+  // Starts the echo server and returns its object's reference.
+  CORBA::Object_ptr StartEcho() {
+    std::string problem = echo_.start();
+    EXPECT_EQ(problem, "");
+    if (!problem.empty()) return CORBA::Object::_nil();
+    return test_orb()->string_to_object(echo_.ior().c_str());
+  }
+
+  IrServerProcess irserver_;
+  EchoServerProcess echo_{irserver_.corbaloc()};
+  CORBA::Repository_var repo_;
+  CORBA::ModuleDef_var module_;
+};
+
+TEST_F(GetInterfaceE2E, DynamicClientLearnsAndCallsTheEchoServer) {
+  Guarded([&] {
+    DefineEcho(repo_, module_, CORBA::ExceptionDef::_nil());
+    CORBA::Object_var target = StartEcho();
+    ASSERT_FALSE(CORBA::is_nil(target));
+
+    CORBA::InterfaceDef_var itf = target->_get_interface();
+    ASSERT_FALSE(CORBA::is_nil(itf));
+    CORBA::InterfaceDef::FullInterfaceDescription_var full =
+        itf->describe_interface();
+    EXPECT_STREQ(full->id.in(), "IDL:EchoTest/Echo:1.0");
+    EXPECT_STREQ(full->defined_in.in(), "IDL:EchoTest:1.0");
+    ASSERT_EQ(full->base_interfaces.length(), 1u);
+    EXPECT_STREQ(full->base_interfaces[0].in(), "IDL:EchoTest/Base:1.0");
+    EXPECT_EQ(Find(full->operations, "ping"), nullptr);  // inherited
+
+    const CORBA::OperationDescription* echo_string =
+        Find(full->operations, "echo_string");
+    ASSERT_NE(echo_string, nullptr);
+    CORBA::Request_var req = Call(
+        target, *echo_string,
+        {Value(echo_string->parameters[0].type,
+               [](DynamicAny::DynAny_ptr d) { d->insert_string("hello"); })});
+    const char* text = nullptr;
+    ASSERT_TRUE(req->return_value() >>= text);
+    EXPECT_STREQ(text, "echo: hello");
+
+    const CORBA::OperationDescription* sum = Find(full->operations, "sum");
+    ASSERT_NE(sum, nullptr);
+    req = Call(target, *sum,
+               {Value(sum->parameters[0].type, [](DynamicAny::DynAny_ptr d) {
+                 DynamicAny::DynSequence_var seq =
+                     DynamicAny::DynSequence::_narrow(d);
+                 seq->set_length(3);
+                 for (CORBA::Long i = 0; i < 3; ++i) {
+                   seq->seek(i);
+                   DynamicAny::DynAny_var element = seq->current_component();
+                   element->insert_long(10 * (i + 1));
+                 }
+               })});
+    CORBA::Double total = 0;
+    ASSERT_TRUE(req->return_value() >>= total);
+    EXPECT_EQ(total, 60.0);
+    CORBA::Long count = 0;
+    ASSERT_TRUE(Argument(req, 1) >>= count);
+    EXPECT_EQ(count, 3);
+
+    const CORBA::OperationDescription* swap = Find(full->operations, "swap");
+    ASSERT_NE(swap, nullptr);
+    auto string_value = [&](CORBA::ULong i, const char* s) {
+      return Value(swap->parameters[i].type,
+                   [s](DynamicAny::DynAny_ptr d) { d->insert_string(s); });
+    };
+    req = Call(target, *swap,
+               {string_value(0, "left"), string_value(1, "right")});
+    const char* a = nullptr;
+    const char* b = nullptr;
+    ASSERT_TRUE(Argument(req, 0) >>= a);
+    ASSERT_TRUE(Argument(req, 1) >>= b);
+    EXPECT_STREQ(a, "right");
+    EXPECT_STREQ(b, "left");
+
+    const CORBA::OperationDescription* self_ref =
+        Find(full->operations, "self_ref");
+    ASSERT_NE(self_ref, nullptr);
+    EXPECT_STREQ(self_ref->result->id(), "IDL:EchoTest/Echo:1.0");
+    req =
+        Call(target, *self_ref,
+             {Value(self_ref->parameters[0].type, [](DynamicAny::DynAny_ptr d) {
+               d->insert_reference(CORBA::Object::_nil());
+             })});
+    CORBA::Object_var returned;
+    ASSERT_TRUE(req->return_value() >>= CORBA::Any::to_object(returned.out()));
+    EXPECT_TRUE(returned->_is_equivalent(target));
+
+    // The inherited operation, found through the CORBA 3 description,
+    // called through the derived interface's reference.
+    IRExt::InterfaceDef_var ext = IRExt::InterfaceDef::_narrow(itf);
+    ASSERT_FALSE(CORBA::is_nil(ext));
+    IRExt::ExtFullInterfaceDescription_var ext_full =
+        ext->describe_ext_interface();
+    ASSERT_GE(ext_full->operations.length(), 1u);
+    EXPECT_STREQ(ext_full->operations[0].name.in(), "ping");
+    req = Call(target, ext_full->operations[0],
+               {Value(ext_full->operations[0].parameters[0].type,
+                      [](DynamicAny::DynAny_ptr d) { d->insert_long(41); })});
+    CORBA::Long pong = 0;
+    ASSERT_TRUE(req->return_value() >>= pong);
+    EXPECT_EQ(pong, 42);
+
+    // The attribute, read through its description's TypeCode.
+    ASSERT_EQ(full->attributes.length(), 1u);
+    EXPECT_EQ(full->attributes[0].mode, CORBA::ATTR_READONLY);
+    req = target->_request("_get_calls");
+    req->set_return_type(full->attributes[0].type);
+    req->invoke();
+    CORBA::Long calls = 0;
+    ASSERT_TRUE(req->return_value() >>= calls);
+    EXPECT_EQ(calls, 5);
+  });
+}
+
+TEST_F(GetInterfaceE2E, UserExceptionReachesTheDynamicClient) {
+  Guarded([&] {
+    CORBA::ExceptionDef_var refused = DefineRefused(repo_, module_);
+    ASSERT_FALSE(CORBA::is_nil(refused));
+    DefineEcho(repo_, module_, refused);
+    CORBA::Object_var target = StartEcho();
+    ASSERT_FALSE(CORBA::is_nil(target));
+    CORBA::InterfaceDef_var itf = target->_get_interface();
+    ASSERT_FALSE(CORBA::is_nil(itf));
+    CORBA::InterfaceDef::FullInterfaceDescription_var full =
+        itf->describe_interface();
+    const CORBA::OperationDescription* refuse =
+        Find(full->operations, "refuse");
+    ASSERT_NE(refuse, nullptr);
+    ASSERT_EQ(refuse->exceptions.length(), 1u);
+    EXPECT_STREQ(refuse->exceptions[0].id.in(), "IDL:EchoTest/Refused:1.0");
+
+    CORBA::Request_var req =
+        Call(target, *refuse,
+             {Value(refuse->parameters[0].type,
+                    [](DynamicAny::DynAny_ptr d) { d->insert_string("no"); })});
+    CORBA::Exception* raised = req->env()->exception();
+    ASSERT_NE(raised, nullptr);
+    CORBA::UnknownUserException* user =
+        CORBA::UnknownUserException::_downcast(raised);
+    ASSERT_NE(user, nullptr) << raised->_name();
+    CORBA::Any& value = user->exception();
+    CORBA::TypeCode_var tc = value.type();
+    EXPECT_STREQ(tc->id(), "IDL:EchoTest/Refused:1.0");
+    DynamicAny::DynAny_var dyn = dyn_factory()->create_dyn_any(value);
+    DynamicAny::DynStruct_var st = DynamicAny::DynStruct::_narrow(dyn);
+    DynamicAny::NameValuePairSeq_var members = st->get_members();
+    ASSERT_EQ(members->length(), 2u);
+    const char* reason = nullptr;
+    ASSERT_TRUE(members[0].value >>= reason);
+    EXPECT_STREQ(reason, "no");
+    CORBA::Long code = 0;
+    ASSERT_TRUE(members[1].value >>= code);
+    EXPECT_EQ(code, 7);
+    dyn->destroy();
+  });
+}
+
+TEST_F(GetInterfaceE2E, UnknownInterfaceComesBackNil) {
+  Guarded([&] {
+    // Nothing defined: the repository answers lookup_id with nil.
+    CORBA::Object_var target = StartEcho();
+    ASSERT_FALSE(CORBA::is_nil(target));
+    CORBA::InterfaceDef_var itf = target->_get_interface();
+    EXPECT_TRUE(CORBA::is_nil(itf));
+  });
+}
+
+}  // namespace
