@@ -556,6 +556,27 @@ CORBA::EnumDef_ptr CORBA_Container_Impl::create_enum(
   return ir_ref_as<CORBA::EnumDef>(s.in());
 }
 
+template <class Impl, class Traits, class Refuse>
+CORBA_Contained_Impl* CORBA_Container_Impl::create_with_original(
+    const char* id, const char* name, const char* version,
+    CORBA::IDLType_ptr original_type, const char* container_id,
+    const char* context, Refuse&& refuse) {
+  CORBA::TypeCode_var original = ir_use_typecode(
+      original_type, ir_recursion_scope(store_, id, container_id));
+  if (CORBA::is_nil(original.in())) refuse();
+  std::vector<std::string> uses = uses_of(original_type);
+  return create_common(
+      id, name, container_id, context,
+      [&] {
+        CORBA::TypeCode_var tc = Traits::make_tc(id, name, original);
+        return new Impl(id, name, version, container_id, original_type,
+                        tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        ir_replace_uses(store_, c->id_handle(), {}, uses);
+      });
+}
+
 CORBA::AliasDef_ptr CORBA_Container_Impl::create_alias(
     const char* id, const char* name, const char* version,
     CORBA::IDLType_ptr original_type, const char* container_id) {
@@ -566,21 +587,10 @@ CORBA::AliasDef_ptr CORBA_Container_Impl::create_alias(
   if (!ck_idltype(ir_type_kind(original_type)))
     ir_throw_bad_param(4, kFile, __LINE__, context);
   check_name_length(name, "CORBA::Container::create_alias::name");
-  CORBA::TypeCode_var original = ir_use_typecode(
-      original_type, ir_recursion_scope(store_, id, container_id));
-  if (CORBA::is_nil(original.in()))
-    ir_throw_bad_param(4, kFile, __LINE__, context);
-  std::vector<std::string> uses = uses_of(original_type);
-  Servant_ref<CORBA_Contained_Impl> s(create_common(
-      id, name, container_id, context,
-      [&] {
-        CORBA::TypeCode_var tc = IrAliasTraits::make_tc(id, name, original);
-        return new CORBA_AliasDef_Impl(id, name, version, container_id,
-                                       original_type, tc._retn());
-      },
-      [&](CORBA_Contained_Impl* c) {
-        ir_replace_uses(store_, c->id_handle(), {}, uses);
-      }));
+  Servant_ref<CORBA_Contained_Impl> s(
+      create_with_original<CORBA_AliasDef_Impl, IrAliasTraits>(
+          id, name, version, original_type, container_id, context,
+          [&] { ir_throw_bad_param(4, kFile, __LINE__, context); }));
   return ir_ref_as<CORBA::AliasDef>(s.in());
 }
 
@@ -623,29 +633,19 @@ CORBA::ValueBoxDef_ptr CORBA_Container_Impl::create_value_box_i(
     const char* id, const char* name, const char* version,
     CORBA::IDLType_ptr original_type_def, const char* container_id) {
   const char* const context = "CORBA::Container::create_value_box";
+  auto refuse_type = [] {
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_value_box::original_type");
+  };
   if (!id || !name || !version || CORBA::is_nil(original_type_def))
     kaldBadArgument(kFile, __LINE__,
                     "CORBA::Container::create_value_box::null_input");
-  if (!ck_idltype(ir_type_kind(original_type_def)))
-    kaldBadArgument(kFile, __LINE__,
-                    "CORBA::Container::create_value_box::original_type");
+  if (!ck_idltype(ir_type_kind(original_type_def))) refuse_type();
   check_name_length(name, "CORBA::Container::create_value_box::name");
-  CORBA::TypeCode_var original = ir_use_typecode(
-      original_type_def, ir_recursion_scope(store_, id, container_id));
-  if (CORBA::is_nil(original.in()))
-    kaldBadArgument(kFile, __LINE__,
-                    "CORBA::Container::create_value_box::original_type");
-  std::vector<std::string> uses = uses_of(original_type_def);
-  Servant_ref<CORBA_Contained_Impl> s(create_common(
-      id, name, container_id, context,
-      [&] {
-        CORBA::TypeCode_var tc = IrValueBoxTraits::make_tc(id, name, original);
-        return new CORBA_ValueBoxDef_Impl(id, name, version, container_id,
-                                          original_type_def, tc._retn());
-      },
-      [&](CORBA_Contained_Impl* c) {
-        ir_replace_uses(store_, c->id_handle(), {}, uses);
-      }));
+  Servant_ref<CORBA_Contained_Impl> s(
+      create_with_original<CORBA_ValueBoxDef_Impl, IrValueBoxTraits>(
+          id, name, version, original_type_def, container_id, context,
+          refuse_type));
   return ir_ref_as<CORBA::ValueBoxDef>(s.in());
 }
 

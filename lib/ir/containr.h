@@ -123,6 +123,21 @@ class CORBA_Container_Impl : public virtual POA_CORBA::Container,
                                       const char* context, Build&& build,
                                       After&& after);
 
+  // The common steps of create_alias and create_value_box_i after their
+  // argument checks: the original type's TypeCode (a recursive
+  // placeholder where it refers back to what encloses the new type;
+  // `refuse` reports a type without one), then create_common building an
+  // `Impl` with the TypeCode that `Traits::make_tc` builds, and the use
+  // link to the original type.  Returns the new servant with one
+  // reference for the caller.
+  template <class Impl, class Traits, class Refuse>
+  CORBA_Contained_Impl* create_with_original(const char* id, const char* name,
+                                             const char* version,
+                                             CORBA::IDLType_ptr original_type,
+                                             const char* container_id,
+                                             const char* context,
+                                             Refuse&& refuse);
+
   // Servants of the contents cache, by position; names by hash.
   struct CacheEntry {
     Servant_ref<CORBA_Contained_Impl> servant;
