@@ -12,9 +12,6 @@ const char kMembersText[] = "CORBA::ExceptionDef::members(...)";
 // The description's defined_in is "" only for this container id, which
 // no container has: the root's id begins "QRX:", not "Q:".
 const char kDescribedRoot[] = "Q:theRepository:1.0:Xq7Lm2Vb9Tr4Hs6Pd1Ny3Cw";
-
-void no_label(Encapsulation&, const CORBA::StructMember&) {}
-void no_label_in(Encapsulation&, CORBA::StructMember&) {}
 }  // namespace
 
 CORBA_ExceptionDef_Impl::CORBA_ExceptionDef_Impl(
@@ -93,14 +90,14 @@ CORBA::Contained::Description* CORBA_ExceptionDef_Impl::describe() {
 
 void CORBA_ExceptionDef_Impl::object_to_stream(Encapsulation& e) {
   CORBA_Contained_Impl::object_to_stream(e);
-  ir_write_members(e, members_, no_label);
+  ir_write_members(e, members_, ir_no_label);
 }
 
 void CORBA_ExceptionDef_Impl::stream_to_object(const char* name, const char* id,
                                                Encapsulation& e) {
   CORBA_Contained_Impl::stream_to_object(name, id, e);
   CORBA::StructMemberSeq m;
-  ir_read_members(e, store_, m, no_label_in);
+  ir_read_members(e, store_, m, ir_no_label_in);
   std::vector<std::string> scope =
       ir_recursion_scope(store_, own_id(), own_defined_in());
   if (ir_fill_loaded_types(m, scope))

@@ -6,9 +6,6 @@
 namespace {
 const char kFile[] = "lib/ir/structdf";
 const char kMembersText[] = "CORBA::StructDef::members(...)";
-
-void no_label(Encapsulation&, const CORBA::StructMember&) {}
-void no_label_in(Encapsulation&, CORBA::StructMember&) {}
 }  // namespace
 
 CORBA_StructDef_Impl::CORBA_StructDef_Impl(
@@ -54,14 +51,14 @@ void CORBA_StructDef_Impl::members(const CORBA::StructMemberSeq& seq) {
 
 void CORBA_StructDef_Impl::object_to_stream(Encapsulation& e) {
   CORBA_Contained_Impl::object_to_stream(e);
-  ir_write_members(e, members_, no_label);
+  ir_write_members(e, members_, ir_no_label);
 }
 
 void CORBA_StructDef_Impl::stream_to_object(const char* name, const char* id,
                                             Encapsulation& e) {
   CORBA_Contained_Impl::stream_to_object(name, id, e);
   CORBA::StructMemberSeq m;
-  ir_read_members(e, store_, m, no_label_in);
+  ir_read_members(e, store_, m, ir_no_label_in);
   std::vector<std::string> scope =
       ir_recursion_scope(store_, own_id(), own_defined_in());
   CORBA::TypeCode_var tc;

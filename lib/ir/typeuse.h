@@ -161,6 +161,10 @@ void ir_read_members(Encapsulation& e, IRStore* store, Seq& members,
   }
 }
 
+// Struct and exception members carry no label.
+inline void ir_no_label(Encapsulation&, const CORBA::StructMember&) {}
+inline void ir_no_label_in(Encapsulation&, CORBA::StructMember&) {}
+
 // How a members setter reports its failures.
 struct IrMembersContext {
   const char* file;
