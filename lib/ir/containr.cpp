@@ -341,17 +341,24 @@ namespace {
 void no_after(CORBA_Contained_Impl*) {}
 }  // namespace
 
-CORBA::ModuleDef_ptr CORBA_Container_Impl::create_module(
+template <class Impl>
+CORBA_Contained_Impl* CORBA_Container_Impl::create_plain(
     const char* id, const char* name, const char* version,
-    const char* container_id) {
+    const char* container_id, const char* context) {
   if (!id || !name || !version)
     kaldBadArgument(kFile, __LINE__,
                     "CORBA::Container::create_module::null_input");
   check_name_length(name, "CORBA::Container::create_module::name");
-  Servant_ref<CORBA_Contained_Impl> s(create_common(
-      id, name, container_id, "CORBA::Container::create_module",
-      [&] { return new CORBA_ModuleDef_Impl(id, name, version, container_id); },
-      no_after));
+  return create_common(
+      id, name, container_id, context,
+      [&] { return new Impl(id, name, version, container_id); }, no_after);
+}
+
+CORBA::ModuleDef_ptr CORBA_Container_Impl::create_module(
+    const char* id, const char* name, const char* version,
+    const char* container_id) {
+  Servant_ref<CORBA_Contained_Impl> s(create_plain<CORBA_ModuleDef_Impl>(
+      id, name, version, container_id, "CORBA::Container::create_module"));
   return ir_ref_as<CORBA::ModuleDef>(s.in());
 }
 
@@ -654,13 +661,7 @@ CORBA::ValueBoxDef_ptr CORBA_Container_Impl::create_value_box_i(
 CORBA::NativeDef_ptr CORBA_Container_Impl::create_native(
     const char* id, const char* name, const char* version,
     const char* container_id) {
-  if (!id || !name || !version)
-    kaldBadArgument(kFile, __LINE__,
-                    "CORBA::Container::create_module::null_input");
-  check_name_length(name, "CORBA::Container::create_module::name");
-  Servant_ref<CORBA_Contained_Impl> s(create_common(
-      id, name, container_id, "CORBA::Container::create_native",
-      [&] { return new CORBA_NativeDef_Impl(id, name, version, container_id); },
-      no_after));
+  Servant_ref<CORBA_Contained_Impl> s(create_plain<CORBA_NativeDef_Impl>(
+      id, name, version, container_id, "CORBA::Container::create_native"));
   return ir_ref_as<CORBA::NativeDef>(s.in());
 }

@@ -123,6 +123,15 @@ class CORBA_Container_Impl : public virtual POA_CORBA::Container,
                                       const char* context, Build&& build,
                                       After&& after);
 
+  // create_module and create_native, which have no own arguments: both
+  // report argument failures with the strings of create_module.  Returns
+  // the new servant with one reference for the caller.
+  template <class Impl>
+  CORBA_Contained_Impl* create_plain(const char* id, const char* name,
+                                     const char* version,
+                                     const char* container_id,
+                                     const char* context);
+
   // The common steps of create_alias and create_value_box_i after their
   // argument checks: the original type's TypeCode (a recursive
   // placeholder where it refers back to what encloses the new type;
