@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "e2e_fixture.h"
 #include "e2e_server.h"
 #include "irext.hh"
 #include "orb_main.h"
@@ -71,20 +72,6 @@ class EchoServerProcess {
   pid_t pid_ = -1;
   std::string ior_;
 };
-
-// Runs a test body; a CORBA exception that escapes it fails the test
-// with its name and minor code.
-template <class Body>
-void Guarded(Body body) {
-  try {
-    body();
-  } catch (const CORBA::SystemException& e) {
-    ADD_FAILURE() << "CORBA::" << e._name() << " minor 0x" << std::hex
-                  << e.minor() << " escaped the test";
-  } catch (const CORBA::Exception& e) {
-    ADD_FAILURE() << "CORBA::" << e._name() << " escaped the test";
-  }
-}
 
 // --- what an IDL compiler would put into the repository for echo.idl -------
 
@@ -237,13 +224,12 @@ const CORBA::Any& Argument(CORBA::Request_ptr req, CORBA::ULong i) {
   return *req->arguments()->item(i)->value();
 }
 
-class GetInterfaceE2E : public ::testing::Test {
+class GetInterfaceE2E : public IrServerE2E {
  protected:
   void SetUp() override {
+    IrServerE2E::SetUp();
     ASSERT_EQ(irserver_.start(), "");
-    CORBA::Object_var obj =
-        test_orb()->string_to_object(irserver_.corbaloc().c_str());
-    repo_ = CORBA::Repository::_narrow(obj);
+    repo_ = repository_at(irserver_.corbaloc());
     ASSERT_FALSE(CORBA::is_nil(repo_));
     module_ = repo_->create_module("IDL:EchoTest:1.0", "EchoTest", "1.0");
   }

@@ -7,28 +7,15 @@
 #include <map>
 #include <string>
 
+#include "e2e_fixture.h"
 #include "e2e_server.h"
 #include "irext.hh"
 #include "orb_main.h"
 
 namespace {
 
-class TypesE2E : public ::testing::Test {
+class TypesE2E : public IrServerE2E {
  protected:
-  static CORBA::Boolean RetryOnce(void*, CORBA::ULong retries,
-                                  const CORBA::COMM_FAILURE&) {
-    return retries < 1;
-  }
-  void SetUp() override {
-    // A connection to a server that has since restarted fails once.
-    omniORB::installCommFailureExceptionHandler(nullptr, RetryOnce);
-  }
-
-  static CORBA::Repository_ptr RepositoryAt(const std::string& url) {
-    CORBA::Object_var obj = test_orb()->string_to_object(url.c_str());
-    return CORBA::Repository::_narrow(obj);
-  }
-
   // Members as an IDL compiler sends them: tk_void, the type in type_def.
   static CORBA::StructMemberSeq Members(
       std::vector<std::pair<const char*, CORBA::IDLType_ptr>> list) {
@@ -94,7 +81,7 @@ TEST_F(TypesE2E, EveryKindIsCreatedDescribedAndReloaded) {
   ASSERT_EQ(server.start(), "");
   std::map<std::string, Seen> before;
   try {
-    CORBA::Repository_var repo = RepositoryAt(server.corbaloc());
+    CORBA::Repository_var repo = repository_at(server.corbaloc());
     ASSERT_FALSE(CORBA::is_nil(repo));
     CORBA::IDLType_var l = repo->get_primitive(CORBA::pk_long);
     CORBA::IDLType_var s = repo->get_primitive(CORBA::pk_string);
@@ -174,7 +161,7 @@ TEST_F(TypesE2E, EveryKindIsCreatedDescribedAndReloaded) {
   server.stop();
   ASSERT_EQ(server.restart(), "");
   try {
-    CORBA::Repository_var repo = RepositoryAt(server.corbaloc());
+    CORBA::Repository_var repo = repository_at(server.corbaloc());
     CORBA::Contained_var mc = repo->lookup("::M");
     CORBA::Container_var m = CORBA::Container::_narrow(mc);
     ASSERT_FALSE(CORBA::is_nil(m));
