@@ -8,29 +8,16 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "ir/irglob.h"
-#include "ir/reposito.h"
-#include "ir/servant_locator.h"
+#include "bench_repository.h"
 
 int main(int argc, char** argv) {
   int count = argc > 1 ? std::atoi(argv[1]) : 10000;
   if (count < 200) count = 200;
-  int orb_argc = 3;
-  char* orb_argv[] = {argv[0], const_cast<char*>("-ORBtraceLevel"),
-                      const_cast<char*>("0"), nullptr};
-  CORBA::ORB_var orb = CORBA::ORB_init(orb_argc, orb_argv);
-  char pattern[] = "/tmp/irbench.XXXXXX";
-  std::string dir = mkdtemp(pattern);
-  std::string db = dir + "/ir.db";
-  ir_poa_init(orb);
-  CORBA_Repository_Impl* root =
-      CORBA_Repository_Impl::theRepository(db.c_str());
-  CORBA::Object_var obj = root->_ref();
-  CORBA::Repository_var repo = CORBA::Repository::_narrow(obj);
+  BenchRepository bench(argv[0]);
+  CORBA::Repository_var repo = CORBA::Repository::_duplicate(bench.repo());
   CORBA::ModuleDef_var outer =
       repo->create_module("IDL:Outer:1.0", "Outer", "1.0");
 
@@ -69,8 +56,5 @@ int main(int argc, char** argv) {
       std::chrono::duration<double, std::micro>(end - start).count() / 1000);
   repo = CORBA::Repository::_nil();
   outer = CORBA::ModuleDef::_nil();
-  kaldIrGlobalObject->reset();
-  orb->destroy();
-  std::filesystem::remove_all(dir);
   return 0;
 }

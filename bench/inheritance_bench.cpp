@@ -9,15 +9,12 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "bench_repository.h"
 #include "ir/interfdf.h"
-#include "ir/irglob.h"
-#include "ir/reposito.h"
-#include "ir/servant_locator.h"
 
 namespace {
 
@@ -86,18 +83,8 @@ void row(const char* what, double shallow, double deep) {
 
 int main(int argc, char** argv) {
   if (argc > 1) iterations = std::max(1, std::atoi(argv[1]));
-  int orb_argc = 3;
-  char* orb_argv[] = {argv[0], const_cast<char*>("-ORBtraceLevel"),
-                      const_cast<char*>("0"), nullptr};
-  CORBA::ORB_var orb = CORBA::ORB_init(orb_argc, orb_argv);
-  char pattern[] = "/tmp/irbench.XXXXXX";
-  std::string dir = mkdtemp(pattern);
-  std::string db = dir + "/ir.db";
-  ir_poa_init(orb);
-  CORBA_Repository_Impl* root =
-      CORBA_Repository_Impl::theRepository(db.c_str());
-  CORBA::Object_var obj = root->_ref();
-  CORBA::Repository_var repo = CORBA::Repository::_narrow(obj);
+  BenchRepository bench(argv[0]);
+  CORBA::Repository_var repo = CORBA::Repository::_duplicate(bench.repo());
 
   // A chain C0 <- C1 <- ... <- C49, each with one operation.
   const int depth = 50;
@@ -171,10 +158,5 @@ int main(int argc, char** argv) {
   narrow = CORBA::InterfaceDef::_nil();
   bases.length(0);
   repo = CORBA::Repository::_nil();
-  obj = CORBA::Object::_nil();
-  kaldIrGlobalObject->reset();
-  orb->destroy();
-  std::error_code ec;
-  std::filesystem::remove_all(dir, ec);
   return 0;
 }
