@@ -1,0 +1,395 @@
+#include "idl_records.h"
+
+#include <cstdlib>
+#include <sstream>
+
+namespace {
+
+struct KindName {
+  DefKind kind;
+  const char* keyword;
+  bool container;
+};
+
+constexpr KindName kKinds[] = {
+    {DefKind::kModule, "module", true},
+    {DefKind::kForward, "forward", false},
+    {DefKind::kInterface, "interface", true},
+    {DefKind::kValue, "value", true},
+    {DefKind::kValueBox, "valuebox", false},
+    {DefKind::kStruct, "struct", true},
+    {DefKind::kException, "exception", true},
+    {DefKind::kUnion, "union", true},
+    {DefKind::kEnum, "enum", false},
+    {DefKind::kAlias, "alias", false},
+    {DefKind::kNative, "native", false},
+    {DefKind::kConst, "const", false},
+    {DefKind::kOperation, "operation", false},
+    {DefKind::kAttribute, "attribute", false},
+    {DefKind::kValueMember, "valuemember", false},
+};
+
+// Splits one line into its tokens, undoing the quoting.
+std::vector<std::string> split_tokens(const std::string& line) {
+  std::vector<std::string> tokens;
+  std::size_t i = 0;
+  while (i < line.size()) {
+    if (line[i] == ' ') {
+      ++i;
+      continue;
+    }
+    std::string token;
+    if (line[i] != '"') {
+      std::size_t end = line.find(' ', i);
+      if (end == std::string::npos) end = line.size();
+      tokens.push_back(line.substr(i, end - i));
+      i = end;
+      continue;
+    }
+    ++i;
+    bool closed = false;
+    while (i < line.size()) {
+      char c = line[i++];
+      if (c == '"') {
+        closed = true;
+        break;
+      }
+      if (c != '\\') {
+        token += c;
+        continue;
+      }
+      if (i >= line.size()) break;
+      char e = line[i++];
+      if (e == 'x' || e == 'u') {
+        std::size_t digits = e == 'x' ? 2 : 4;
+        if (i + digits > line.size()) throw RecordError("bad escape");
+        unsigned long code =
+            std::strtoul(line.substr(i, digits).c_str(), nullptr, 16);
+        i += digits;
+        if (code < 0x100) {
+          token += static_cast<char>(code);
+        } else {
+          // Characters beyond Latin-1 travel as UTF-8.
+          if (code < 0x800) {
+            token += static_cast<char>(0xC0 | (code >> 6));
+          } else {
+            token += static_cast<char>(0xE0 | (code >> 12));
+            token += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+          }
+          token += static_cast<char>(0x80 | (code & 0x3F));
+        }
+      } else {
+        token += e;
+      }
+    }
+    if (!closed) throw RecordError("unterminated string");
+    tokens.push_back(token);
+  }
+  return tokens;
+}
+
+// Reads the tokens of one record in order.
+class TokenReader {
+ public:
+  explicit TokenReader(std::vector<std::string> tokens)
+      : tokens_(std::move(tokens)) {}
+
+  bool done() const { return pos_ >= tokens_.size(); }
+  const std::string& next() {
+    if (done()) throw RecordError("record ends too early");
+    return tokens_[pos_++];
+  }
+  long long integer() {
+    const std::string& t = next();
+    char* end = nullptr;
+    long long v = std::strtoll(t.c_str(), &end, 10);
+    if (t.empty() || *end) throw RecordError("not a number: " + t);
+    return v;
+  }
+  std::size_t count() {
+    long long v = integer();
+    if (v < 0 || v > 1000000) throw RecordError("bad count");
+    return static_cast<std::size_t>(v);
+  }
+  bool flag() { return integer() != 0; }
+
+  TypeExpr type() {
+    TypeExpr t;
+    const std::string& word = next();
+    if (word == "string" || word == "wstring") {
+      t.kind = word == "string" ? TypeExpr::kString : TypeExpr::kWstring;
+      t.bound = static_cast<std::uint32_t>(integer());
+    } else if (word == "seq" || word == "array") {
+      t.kind = word == "seq" ? TypeExpr::kSequence : TypeExpr::kArray;
+      t.bound = static_cast<std::uint32_t>(integer());
+      t.element = std::make_shared<TypeExpr>(type());
+    } else if (word == "fixed") {
+      t.kind = TypeExpr::kFixed;
+      t.digits = static_cast<std::uint16_t>(integer());
+      t.scale = static_cast<std::int16_t>(integer());
+    } else if (word == "ref") {
+      t.kind = TypeExpr::kRef;
+      t.name = next();
+    } else {
+      t.kind = TypeExpr::kPrimitive;
+      t.name = word;
+    }
+    return t;
+  }
+
+  std::vector<std::string> strings() {
+    std::vector<std::string> out(count());
+    for (std::string& s : out) s = next();
+    return out;
+  }
+
+ private:
+  std::vector<std::string> tokens_;
+  std::size_t pos_ = 0;
+};
+
+void read_members(TokenReader& r, bool with_label,
+                  std::vector<MemberExpr>* out) {
+  std::size_t n = r.count();
+  for (std::size_t i = 0; i < n; ++i) {
+    MemberExpr m;
+    m.name = r.next();
+    if (with_label) m.label = r.next();
+    m.type = r.type();
+    out->push_back(std::move(m));
+  }
+}
+
+DefRecord read_definition(TokenReader& r) {
+  DefRecord d;
+  const std::string keyword = r.next();
+  bool known = false;
+  for (const KindName& k : kKinds) {
+    if (keyword == k.keyword) {
+      d.kind = k.kind;
+      known = true;
+    }
+  }
+  if (!known) throw RecordError("unknown definition kind " + keyword);
+  d.file = static_cast<int>(r.integer());
+  d.line = static_cast<int>(r.integer());
+  d.id = r.next();
+  d.name = r.next();
+  d.container = r.next();
+  switch (d.kind) {
+    case DefKind::kModule:
+    case DefKind::kNative:
+      break;
+    case DefKind::kForward:
+      d.flavour = r.next();
+      break;
+    case DefKind::kInterface:
+      d.flavour = r.next();
+      d.bases = r.strings();
+      break;
+    case DefKind::kValue: {
+      d.is_abstract = r.flag();
+      d.is_custom = r.flag();
+      d.is_truncatable = r.flag();
+      d.base_value = r.next();
+      d.bases = r.strings();
+      d.supports = r.strings();
+      std::size_t n = r.count();
+      for (std::size_t i = 0; i < n; ++i) {
+        InitializerExpr init;
+        init.name = r.next();
+        read_members(r, false, &init.params);
+        d.initializers.push_back(std::move(init));
+      }
+      break;
+    }
+    case DefKind::kValueBox:
+    case DefKind::kAlias:
+      d.type = r.type();
+      break;
+    case DefKind::kStruct:
+    case DefKind::kException:
+      read_members(r, false, &d.members);
+      break;
+    case DefKind::kUnion:
+      d.type = r.type();
+      read_members(r, true, &d.members);
+      break;
+    case DefKind::kEnum:
+      for (std::string& name : r.strings()) {
+        MemberExpr m;
+        m.name = std::move(name);
+        d.members.push_back(std::move(m));
+      }
+      break;
+    case DefKind::kConst:
+      d.type = r.type();
+      d.value = r.next();
+      break;
+    case DefKind::kOperation: {
+      d.flag = r.flag();
+      d.type = r.type();
+      std::size_t n = r.count();
+      for (std::size_t i = 0; i < n; ++i) {
+        MemberExpr m;
+        m.direction = r.next();
+        m.name = r.next();
+        m.type = r.type();
+        d.members.push_back(std::move(m));
+      }
+      d.raises = r.strings();
+      d.contexts = r.strings();
+      break;
+    }
+    case DefKind::kAttribute:
+    case DefKind::kValueMember:
+      d.flag = r.flag();
+      d.type = r.type();
+      break;
+  }
+  if (!r.done()) throw RecordError("extra fields after the definition");
+  return d;
+}
+
+}  // namespace
+
+std::string TypeExpr::signature() const {
+  switch (kind) {
+    case kPrimitive:
+      return name;
+    case kString:
+      return "string " + std::to_string(bound);
+    case kWstring:
+      return "wstring " + std::to_string(bound);
+    case kSequence:
+      return "seq " + std::to_string(bound) + " (" + element->signature() + ")";
+    case kArray:
+      return "array " + std::to_string(bound) + " (" + element->signature() +
+             ")";
+    case kFixed:
+      return "fixed " + std::to_string(digits) + " " + std::to_string(scale);
+    case kRef:
+      return "ref " + name;
+  }
+  return std::string();
+}
+
+const char* def_kind_keyword(DefKind kind) {
+  for (const KindName& k : kKinds)
+    if (k.kind == kind) return k.keyword;
+  return "?";
+}
+
+bool def_kind_is_container(DefKind kind) {
+  for (const KindName& k : kKinds)
+    if (k.kind == kind) return k.container;
+  return false;
+}
+
+std::string DefRecord::version() const {
+  if (id.compare(0, 4, "IDL:") == 0) {
+    std::size_t colon = id.rfind(':');
+    std::string v = id.substr(colon + 1);
+    std::size_t dot = v.find('.');
+    bool ok = colon > 3 && dot != std::string::npos && dot > 0 &&
+              dot + 1 < v.size() &&
+              v.find_first_not_of("0123456789.") == std::string::npos &&
+              v.find('.', dot + 1) == std::string::npos;
+    if (ok) return v;
+  }
+  return "1.0";
+}
+
+void parse_idl_records(const std::string& text, IdlRecords* out) {
+  std::istringstream in(text);
+  std::string line;
+  int line_no = 0;
+  // This run's file numbers and the global ones.
+  std::map<long long, int> file_map;
+  IdlTree* tree = nullptr;
+  std::vector<std::pair<std::string, int>> open;  // container id, its file
+  auto global_file = [&](long long n) {
+    auto it = file_map.find(n);
+    if (it == file_map.end())
+      throw RecordError("file number " + std::to_string(n) + " not declared");
+    return it->second;
+  };
+  while (std::getline(in, line)) {
+    ++line_no;
+    if (line.empty()) continue;
+    try {
+      TokenReader r(split_tokens(line));
+      const std::string tag = r.next();
+      if (line_no == 1) {
+        if (tag != "irctl-idl" || r.next() != "1")
+          throw RecordError("not the output of irctl's back-end");
+        continue;
+      }
+      if (tag == "F") {
+        long long n = r.integer();
+        IdlFile f;
+        f.path = r.next();
+        f.main = r.flag();
+        int index = -1;
+        for (std::size_t i = 0; i < out->files.size(); ++i)
+          if (out->files[i].path == f.path) index = static_cast<int>(i);
+        if (index < 0) {
+          index = static_cast<int>(out->files.size());
+          out->files.push_back(f);
+        } else if (f.main) {
+          out->files[index].main = true;
+        }
+        file_map[n] = index;
+      } else if (tag == "T") {
+        out->trees.emplace_back();
+        tree = &out->trees.back();
+        tree->main_file = global_file(r.integer());
+        open.clear();
+      } else if (tag == "I") {
+        if (!tree) throw RecordError("include before any tree");
+        global_file(r.integer());
+        tree->includes.push_back(global_file(r.integer()));
+      } else if (tag == "D") {
+        if (!tree) throw RecordError("definition before any tree");
+        TreeItem item;
+        item.def = read_definition(r);
+        item.def.file = global_file(item.def.file);
+        item.file = item.def.file;
+        if (def_kind_is_container(item.def.kind))
+          open.emplace_back(item.def.id, item.file);
+        tree->items.push_back(std::move(item));
+      } else if (tag == "E") {
+        if (!tree) throw RecordError("end before any tree");
+        TreeItem item;
+        item.is_end = true;
+        item.end_id = r.next();
+        if (open.empty() || open.back().first != item.end_id)
+          throw RecordError("end of " + item.end_id + " does not match");
+        item.file = open.back().second;
+        open.pop_back();
+        tree->items.push_back(std::move(item));
+      } else {
+        throw RecordError("unknown record " + tag);
+      }
+    } catch (const RecordError& e) {
+      throw RecordError("back-end output line " + std::to_string(line_no) +
+                        ": " + e.what());
+    }
+  }
+  if (!open.empty())
+    throw RecordError("back-end output ends inside " + open.back().first);
+}
+
+std::string scoped_name_in(const std::map<std::string, const DefRecord*>& by_id,
+                           const std::string& id) {
+  std::string name;
+  std::string current = id;
+  for (int depth = 0; depth < 256; ++depth) {
+    auto it = by_id.find(current);
+    if (it == by_id.end()) break;
+    name = "::" + it->second->name + name;
+    current = it->second->container;
+    if (current.empty()) return name;
+  }
+  return name.empty() ? id : name;
+}
