@@ -81,7 +81,9 @@ void list_container(CommandContext& ctx, CORBA::Container_ptr c,
                     bool heading) {
   CORBA::Container::DescriptionSeq_var all =
       c->describe_contents(CORBA::dk_all, true, -1);
-  if (heading) ctx.out << scoped << ":" << std::endl;
+  if (heading)
+    ctx.out << (scoped == "::" ? "(the repository)" : scoped) << ":"
+            << std::endl;
   std::vector<std::pair<std::string, CORBA::Container_var>> inner;
   for (CORBA::ULong i = 0; i < all->length(); ++i) {
     DescriptionFields f = description_fields(all[i].kind, all[i].value);

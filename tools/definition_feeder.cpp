@@ -993,6 +993,8 @@ CORBA::Contained_ptr DefinitionFeeder::reference(const std::string& id) {
     if (def != by_id_.end() && def->second->file != file_)
       hint = "; it is defined in " + records_->files[def->second->file].path +
              " (feed that file first, or use --include-deps)";
+    else if (def == by_id_.end() && !tree_->includes.empty())
+      hint = " (feed the file that defines it first, or use --include-deps)";
     fail("refers to " + def_text(id) + ", which is not in the repository" +
          hint);
   }

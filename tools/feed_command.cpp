@@ -137,10 +137,7 @@ int feed_command(CommandContext& ctx, const Args& args) {
       }
     } catch (const FeedFailure& e) {
       progress.clear();
-      ctx.err << "irctl: " << e.what() << "\n"
-              << "irctl: " << path
-              << ": nothing of the file went in (its transaction was "
-                 "cancelled)"
+      ctx.err << "irctl: " << e.what() << "; nothing of " << path << " went in"
               << std::endl;
       ++failed;
     }

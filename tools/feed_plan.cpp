@@ -12,7 +12,7 @@ std::string canonical_path(const std::string& path) {
 std::vector<FeedStep> plan_feed(const IdlRecords& records, bool include_deps) {
   std::vector<std::string> canon;
   for (const IdlFile& f : records.files)
-    canon.push_back(canonical_path(f.path));
+    canon.push_back(f.location.empty() ? canonical_path(f.path) : f.location);
 
   // Trees in an order where a tree follows the trees of the main files it
   // includes; a cycle falls back to the given order.

@@ -1,8 +1,10 @@
 #include "idl_parser.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 #include "child_process.h"
+#include "feed_plan.h"
 
 std::string omniidl_program() {
   const char* env = std::getenv("IRCTL_OMNIIDL");
@@ -36,6 +38,35 @@ std::string trimmed_message(const std::string& err) {
   while (!text.empty() && (text.back() == '\n' || text.back() == ' '))
     text.pop_back();
   return text;
+}
+
+// The preprocessor names an #included file as the #include found it:
+// relative to the including file's directory, an -I directory or the
+// current one.
+void locate_files(const IdlParseOptions& options, IdlRecords* records) {
+  namespace fs = std::filesystem;
+  for (IdlFile& f : records->files) {
+    if (f.main || fs::path(f.path).is_absolute()) {
+      f.location = canonical_path(f.path);
+      continue;
+    }
+    std::vector<fs::path> dirs;
+    for (const IdlTree& tree : records->trees)
+      for (int inc : tree.includes)
+        if (&records->files[inc] == &f)
+          dirs.push_back(
+              fs::path(records->files[tree.main_file].path).parent_path());
+    for (const std::string& d : options.include_dirs) dirs.push_back(d);
+    dirs.push_back(fs::current_path());
+    f.location = canonical_path(f.path);
+    for (const fs::path& d : dirs) {
+      std::error_code ec;
+      if (fs::exists(d / f.path, ec)) {
+        f.location = canonical_path((d / f.path).string());
+        break;
+      }
+    }
+  }
 }
 
 }  // namespace
@@ -76,5 +107,6 @@ IdlParseResult parse_idl(const std::vector<std::string>& files,
     result.failures.push_back(failure);
     ++next;
   }
+  locate_files(options, &result.records);
   return result;
 }

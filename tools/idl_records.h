@@ -128,6 +128,9 @@ struct TreeItem {
 struct IdlFile {
   std::string path;  // as omniidl names it
   bool main = false;
+  // The file as the file system knows it, for telling whether two names
+  // denote one file (filled in by parse_idl).
+  std::string location;
 };
 
 // What one main file parsed into.

@@ -33,13 +33,22 @@ RepositorySession::RepositorySession(CORBA::ORB_ptr orb, const std::string& url)
       obj = orb->string_to_object(where_.c_str());
     }
   }
+  object_ = CORBA::Object::_duplicate(obj);
   repo_ = CORBA::Repository::_unchecked_narrow(obj);
   ext_ = IRExt::Repository::_unchecked_narrow(obj);
 }
 
 void RepositorySession::connect() {
-  if (CORBA::is_nil(repo_) || !repo_->_is_a("IDL:omg.org/CORBA/Repository:1.0"))
-    throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
+  // An operation that only a repository answers with dk_Repository (a
+  // typed proxy would answer _is_a without asking); other objects raise
+  // BAD_OPERATION or answer something else.
+  if (CORBA::is_nil(object_)) throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
+  try {
+    if (repo_->def_kind() == CORBA::dk_Repository) return;
+  } catch (const CORBA::BAD_OPERATION&) {
+  } catch (const CORBA::OBJECT_NOT_EXIST&) {
+  }
+  throw CORBA::BAD_PARAM(0, CORBA::COMPLETED_NO);
 }
 
 CORBA::Contained_ptr RepositorySession::find(const std::string& name_or_id) {

@@ -22,7 +22,7 @@ class RepositorySession {
 
   // Checks that the reference answers and is a repository; throws the
   // CORBA exception of a failed call, or CORBA::BAD_PARAM when the object
-  // is no repository.
+  // does not exist or is no repository.
   void connect();
 
   // Where the repository was found, for messages.
@@ -39,6 +39,7 @@ class RepositorySession {
  private:
   CORBA::ORB_ptr orb_;
   std::string where_;
+  CORBA::Object_var object_;
   CORBA::Repository_var repo_;
   IRExt::Repository_var ext_;
 };
