@@ -42,23 +42,23 @@ std::string trimmed_message(const std::string& err) {
 
 // The preprocessor names an #included file as the #include found it:
 // relative to the including file's directory, an -I directory or the
-// current one.
-void locate_files(const IdlParseOptions& options, IdlRecords* records) {
+// current one.  Fills in `location` of the files of `tree` that lack it.
+void locate_files(const IdlParseOptions& options, IdlRecords* records,
+                  std::size_t tree) {
   namespace fs = std::filesystem;
-  for (IdlFile& f : records->files) {
-    if (f.main || fs::path(f.path).is_absolute()) {
-      f.location = canonical_path(f.path);
-      continue;
-    }
-    std::vector<fs::path> dirs;
-    for (const IdlTree& tree : records->trees)
-      for (int inc : tree.includes)
-        if (&records->files[inc] == &f)
-          dirs.push_back(
-              fs::path(records->files[tree.main_file].path).parent_path());
+  const IdlTree& t = records->trees[tree];
+  std::vector<int> files = t.includes;
+  files.push_back(t.main_file);
+  for (const TreeItem& item : t.items) files.push_back(item.file);
+  fs::path main_dir = fs::path(records->files[t.main_file].path).parent_path();
+  for (int index : files) {
+    IdlFile& f = records->files[index];
+    if (!f.location.empty()) continue;
+    f.location = canonical_path(f.path);
+    if (f.main || fs::path(f.path).is_absolute()) continue;
+    std::vector<fs::path> dirs{main_dir};
     for (const std::string& d : options.include_dirs) dirs.push_back(d);
     dirs.push_back(fs::current_path());
-    f.location = canonical_path(f.path);
     for (const fs::path& d : dirs) {
       std::error_code ec;
       if (fs::exists(d / f.path, ec)) {
@@ -72,27 +72,37 @@ void locate_files(const IdlParseOptions& options, IdlRecords* records) {
 }  // namespace
 
 IdlParseResult parse_idl(const std::vector<std::string>& files,
-                         const IdlParseOptions& options) {
+                         const IdlParseOptions& options,
+                         IdlParseListener* listener) {
   IdlParseResult result;
   std::size_t next = 0;
   while (next < files.size()) {
     std::vector<std::string> argv = omniidl_argv(options);
     argv.insert(argv.end(), files.begin() + static_cast<long>(next),
                 files.end());
-    ChildResult run = run_child(argv);
-    if (!run.started) throw IdlParserError(run.err);
-    if (run.exit_status != 0 &&
-        run.err.find("Could not import back-end") != std::string::npos)
-      throw IdlParserError(
-          "omniidl cannot load irctl's back-end from " + backend_dir() +
-          " (set IRCTL_BACKEND_DIR): " + trimmed_message(run.err));
-    std::size_t trees_before = result.records.trees.size();
-    parse_idl_records(run.out, &result.records);
-    std::size_t parsed = result.records.trees.size() - trees_before;
+    ChildStream run(argv);
+    if (!run.started()) throw IdlParserError(run.error());
+    IdlRecordReader reader(&result.records);
+    auto tree_done = [&](std::size_t tree) {
+      locate_files(options, &result.records, tree);
+      if (listener) listener->tree_done(result.records, tree);
+    };
+    std::string line;
+    while (run.next_line(&line))
+      if (reader.add_line(line)) tree_done(result.records.trees.size() - 1);
+    int status = run.wait();
+    std::string err = run.err();
+    if (status != 0 &&
+        err.find("Could not import back-end") != std::string::npos)
+      throw IdlParserError("omniidl cannot load irctl's back-end from " +
+                           backend_dir() +
+                           " (set IRCTL_BACKEND_DIR): " + trimmed_message(err));
+    reader.finish();
+    std::size_t parsed = reader.trees_done();
     if (parsed > files.size() - next)
       throw RecordError("the back-end printed more trees than files given");
     next += parsed;
-    if (run.exit_status == 0) {
+    if (status == 0) {
       if (next != files.size())
         throw RecordError("the back-end printed fewer trees than files given");
       break;
@@ -100,13 +110,12 @@ IdlParseResult parse_idl(const std::vector<std::string>& files,
     // omniidl stops at the first file it refuses; that is files[next].
     IdlParseFailure failure;
     failure.file = files[next];
-    failure.message = trimmed_message(run.err);
+    failure.message = trimmed_message(err);
     if (failure.message.empty())
-      failure.message =
-          "omniidl exited with status " + std::to_string(run.exit_status);
+      failure.message = "omniidl exited with status " + std::to_string(status);
     result.failures.push_back(failure);
+    if (listener) listener->file_refused(failure);
     ++next;
   }
-  locate_files(options, &result.records);
   return result;
 }

@@ -39,13 +39,24 @@ std::string backend_dir();
 // The module name of the back-end (omniidl's -b).
 const char* backend_module();
 
+// Called with each tree as soon as omniidl has printed all of it (while
+// omniidl goes on with the next files), and with each refused file.  The
+// records may grow after the call returns: keep indexes, not pointers.
+struct IdlParseListener {
+  virtual ~IdlParseListener() = default;
+  virtual void tree_done(IdlRecords& records, std::size_t tree) = 0;
+  virtual void file_refused(const IdlParseFailure& failure) = 0;
+};
+
 // Parses `files` with as few omniidl runs as possible: one run for all,
 // and after a file that omniidl refuses, one more run for the files after
 // it.  Every refused file is listed in `failures`; the trees of the
-// others are in `records` in the order of `files`.  Throws IdlParserError
-// when omniidl or the back-end cannot run at all, RecordError when the
-// back-end's output is malformed.
+// others are in `records` in the order of `files`, each with the real
+// location of its files filled in.  Throws IdlParserError when omniidl or
+// the back-end cannot run at all, RecordError when the back-end's output
+// is malformed.
 IdlParseResult parse_idl(const std::vector<std::string>& files,
-                         const IdlParseOptions& options);
+                         const IdlParseOptions& options,
+                         IdlParseListener* listener = nullptr);
 
 #endif

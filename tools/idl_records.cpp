@@ -300,84 +300,96 @@ std::string DefRecord::version() const {
   return "1.0";
 }
 
-void parse_idl_records(const std::string& text, IdlRecords* out) {
-  std::istringstream in(text);
-  std::string line;
-  int line_no = 0;
-  // This run's file numbers and the global ones.
-  std::map<long long, int> file_map;
-  IdlTree* tree = nullptr;
-  std::vector<std::pair<std::string, int>> open;  // container id, its file
+bool IdlRecordReader::add_line(const std::string& line) {
+  ++line_no_;
+  if (line.empty()) return false;
   auto global_file = [&](long long n) {
-    auto it = file_map.find(n);
-    if (it == file_map.end())
+    auto it = file_map_.find(n);
+    if (it == file_map_.end())
       throw RecordError("file number " + std::to_string(n) + " not declared");
     return it->second;
   };
-  while (std::getline(in, line)) {
-    ++line_no;
-    if (line.empty()) continue;
-    try {
-      TokenReader r(split_tokens(line));
-      const std::string tag = r.next();
-      if (line_no == 1) {
-        if (tag != "irctl-idl" || r.next() != "1")
-          throw RecordError("not the output of irctl's back-end");
-        continue;
-      }
-      if (tag == "F") {
-        long long n = r.integer();
-        IdlFile f;
-        f.path = r.next();
-        f.main = r.flag();
-        int index = -1;
-        for (std::size_t i = 0; i < out->files.size(); ++i)
-          if (out->files[i].path == f.path) index = static_cast<int>(i);
-        if (index < 0) {
-          index = static_cast<int>(out->files.size());
-          out->files.push_back(f);
-        } else if (f.main) {
-          out->files[index].main = true;
-        }
-        file_map[n] = index;
-      } else if (tag == "T") {
-        out->trees.emplace_back();
-        tree = &out->trees.back();
-        tree->main_file = global_file(r.integer());
-        open.clear();
-      } else if (tag == "I") {
-        if (!tree) throw RecordError("include before any tree");
-        global_file(r.integer());
-        tree->includes.push_back(global_file(r.integer()));
-      } else if (tag == "D") {
-        if (!tree) throw RecordError("definition before any tree");
-        TreeItem item;
-        item.def = read_definition(r);
-        item.def.file = global_file(item.def.file);
-        item.file = item.def.file;
-        if (def_kind_is_container(item.def.kind))
-          open.emplace_back(item.def.id, item.file);
-        tree->items.push_back(std::move(item));
-      } else if (tag == "E") {
-        if (!tree) throw RecordError("end before any tree");
-        TreeItem item;
-        item.is_end = true;
-        item.end_id = r.next();
-        if (open.empty() || open.back().first != item.end_id)
-          throw RecordError("end of " + item.end_id + " does not match");
-        item.file = open.back().second;
-        open.pop_back();
-        tree->items.push_back(std::move(item));
-      } else {
-        throw RecordError("unknown record " + tag);
-      }
-    } catch (const RecordError& e) {
-      throw RecordError("back-end output line " + std::to_string(line_no) +
-                        ": " + e.what());
+  try {
+    TokenReader r(split_tokens(line));
+    const std::string tag = r.next();
+    if (line_no_ == 1) {
+      if (tag != "irctl-idl" || r.next() != "1")
+        throw RecordError("not the output of irctl's back-end");
+      return false;
     }
+    if (tag == "F") {
+      long long n = r.integer();
+      IdlFile f;
+      f.path = r.next();
+      f.main = r.flag();
+      int index = -1;
+      for (std::size_t i = 0; i < out_->files.size(); ++i)
+        if (out_->files[i].path == f.path) index = static_cast<int>(i);
+      if (index < 0) {
+        index = static_cast<int>(out_->files.size());
+        out_->files.push_back(f);
+      } else if (f.main) {
+        out_->files[index].main = true;
+      }
+      file_map_[n] = index;
+    } else if (tag == "T") {
+      if (!open_.empty())
+        throw RecordError("tree begins inside " + open_.back().first);
+      if (tree_) throw RecordError("tree begins inside another tree");
+      out_->trees.emplace_back();
+      tree_ = &out_->trees.back();
+      tree_->main_file = global_file(r.integer());
+    } else if (tag == "Z") {
+      if (!tree_ || global_file(r.integer()) != tree_->main_file)
+        throw RecordError("end of a tree that did not begin");
+      if (!open_.empty())
+        throw RecordError("tree ends inside " + open_.back().first);
+      tree_ = nullptr;
+      ++trees_done_;
+      return true;
+    } else if (tag == "I") {
+      if (!tree_) throw RecordError("include before any tree");
+      global_file(r.integer());
+      tree_->includes.push_back(global_file(r.integer()));
+    } else if (tag == "D") {
+      if (!tree_) throw RecordError("definition before any tree");
+      TreeItem item;
+      item.def = read_definition(r);
+      item.def.file = global_file(item.def.file);
+      item.file = item.def.file;
+      if (def_kind_is_container(item.def.kind))
+        open_.emplace_back(item.def.id, item.file);
+      tree_->items.push_back(std::move(item));
+    } else if (tag == "E") {
+      if (!tree_) throw RecordError("end before any tree");
+      TreeItem item;
+      item.is_end = true;
+      item.end_id = r.next();
+      if (open_.empty() || open_.back().first != item.end_id)
+        throw RecordError("end of " + item.end_id + " does not match");
+      item.file = open_.back().second;
+      open_.pop_back();
+      tree_->items.push_back(std::move(item));
+    } else {
+      throw RecordError("unknown record " + tag);
+    }
+  } catch (const RecordError& e) {
+    throw RecordError("back-end output line " + std::to_string(line_no_) +
+                      ": " + e.what());
   }
-  if (!open.empty())
-    throw RecordError("back-end output ends inside " + open.back().first);
+  return false;
+}
+
+void IdlRecordReader::finish() {
+  if (tree_) throw RecordError("back-end output ends inside a tree");
+}
+
+void parse_idl_records(const std::string& text, IdlRecords* out) {
+  IdlRecordReader reader(out);
+  std::istringstream in(text);
+  std::string line;
+  while (std::getline(in, line)) reader.add_line(line);
+  reader.finish();
 }
 
 std::string scoped_name_in(const std::map<std::string, const DefRecord*>& by_id,

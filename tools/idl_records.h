@@ -150,11 +150,33 @@ class RecordError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Appends what `text` (the whole standard output of one omniidl run of
-// the back-end) holds to `out`.  File numbers of a run are global to
-// that run; `out` may already hold the records of earlier runs, whose
-// file numbers are then shifted.  Throws RecordError naming the line
-// when the text is not the back-end's form.
+// Reads the output of one omniidl run of the back-end, line by line,
+// into `out`, which may already hold the records of earlier runs (file
+// numbers of a run are local to it and are mapped onto `out`'s).  Every
+// method throws RecordError naming the line when the text is not the
+// back-end's form.
+class IdlRecordReader {
+ public:
+  explicit IdlRecordReader(IdlRecords* out) : out_(out) {}
+
+  // Adds one line.  Returns true when the line ended a tree: the last
+  // tree of `out` is then complete.
+  bool add_line(const std::string& line);
+  // At the end of the output: checks that nothing is left open.
+  void finish();
+  // The trees completed by this run.
+  std::size_t trees_done() const { return trees_done_; }
+
+ private:
+  IdlRecords* out_;
+  int line_no_ = 0;
+  std::size_t trees_done_ = 0;
+  std::map<long long, int> file_map_;
+  IdlTree* tree_ = nullptr;
+  std::vector<std::pair<std::string, int>> open_;  // container id, file
+};
+
+// Reads a whole output at once (see IdlRecordReader).
 void parse_idl_records(const std::string& text, IdlRecords* out);
 
 // The absolute scoped name ("::A::B") of a definition of `records`, found

@@ -13,6 +13,7 @@
 #   I <file> <included file>          the main file includes that file
 #   D <kind> <file> <line> <id> <name> <container id> <fields...>
 #   E <id>                            end of a container's definitions
+#   Z <file>                          the tree of the main file is complete
 # The container id of a top-level definition is "".  Types are written
 # in prefix form: a primitive name (short, long, ushort, ulong, longlong,
 # ulonglong, float, double, longdouble, boolean, char, wchar, octet, any,
@@ -53,6 +54,10 @@ _INTEGER_KINDS = (
 # can tell a file included by several main files.
 _files = {}
 _out = []
+# With -Wbdeps: the #included files whose definitions an earlier tree of
+# this run printed already (irctl feeds a file once, from the first tree
+# that has it).
+_printed_includes = set()
 
 
 def _token(text):
@@ -171,7 +176,9 @@ class _Walker:
         self.deps = deps
 
     def wanted(self, decl):
-        return self.deps or decl.mainFile()
+        if decl.mainFile():
+            return True
+        return self.deps and decl.file() not in _printed_includes
 
     def record(self, kind, decl, container, name, repo_id, *fields):
         number = _file_number(decl.file(), decl.mainFile())
@@ -196,7 +203,7 @@ class _Walker:
         if isinstance(d, idlast.Module):
             # A module of an included file can hold main-file definitions
             # when the #include sits inside the module.
-            if not self.wanted(d) and not self._has_main(d):
+            if not self.wanted(d) and not self._has_wanted(d):
                 return
             self.simple("module", d, container)
             self.decls(d.definitions(), d.repoId())
@@ -210,11 +217,11 @@ class _Walker:
                                type(d).__name__)
         method(d, container)
 
-    def _has_main(self, d):
-        if d.mainFile():
+    def _has_wanted(self, d):
+        if self.wanted(d) and not isinstance(d, idlast.Module):
             return True
         if isinstance(d, idlast.Module):
-            return any(self._has_main(x) for x in d.definitions())
+            return any(self._has_wanted(x) for x in d.definitions())
         return False
 
     def _Forward(self, d, container):
@@ -393,6 +400,9 @@ def run(tree, args):
     for path in included:
         _emit("I", str(main), str(_file_number(path, False)))
     _Walker(deps).decls(tree.declarations(), "")
+    _emit("Z", str(main))
     sys.stdout.write("\n".join(_out) + "\n")
     sys.stdout.flush()
     del _out[:]
+    if deps:
+        _printed_includes.update(p for p in included if p != tree.file())
