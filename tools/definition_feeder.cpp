@@ -407,10 +407,9 @@ void DefinitionFeeder::process_definition(const DefRecord& d,
   DescriptionFields fields = description_fields(c->kind, c->description);
   if (fields.version != d.version()) obj->version(d.version().c_str());
   set_header(d, obj);
-  if (placeholder)
-    ++counts_.created;
-  else
-    ++counts_.replaced;
+  // Completing a placeholder finishes a definition counted where it was
+  // made; a replaced definition counts here.
+  if (!placeholder) ++counts_.replaced;
   if (container) {
     Scope& opened =
         open_scope(&d, CORBA::Container::_unchecked_narrow(obj), true);
@@ -988,13 +987,17 @@ CORBA::Contained_ptr DefinitionFeeder::reference(const std::string& id) {
   CORBA::Contained_var found = session_.repo()->lookup_id(id.c_str());
   step_ = saved;
   if (CORBA::is_nil(found)) {
-    std::string hint;
-    auto def = by_id_.find(id);
-    if (def != by_id_.end() && def->second->file != file_)
-      hint = "; it is defined in " + records_->files[def->second->file].path +
-             " (feed that file first, or use --include-deps)";
-    else if (def == by_id_.end() && !tree_->includes.empty())
-      hint = " (feed the file that defines it first, or use --include-deps)";
+    std::string hint =
+        " (feed the file that defines it first, or use --include-deps)";
+    for (const IdlTree& tree : records_->trees) {
+      for (const TreeItem& item : tree.items) {
+        if (item.is_end || item.def.id != id ||
+            item.def.kind == DefKind::kForward)
+          continue;
+        hint = "; it is defined in " + records_->files[item.file].path;
+        hint += item.file == file_ ? "" : ", which is not fed yet or failed";
+      }
+    }
     fail("refers to " + def_text(id) + ", which is not in the repository" +
          hint);
   }
