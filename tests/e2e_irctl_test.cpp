@@ -434,6 +434,64 @@ TEST_F(IrctlE2E, FilesAreFedIncludedFirstEachInItsOwnTransaction) {
   EXPECT_EQ(all_ids(fresh), std::vector<std::string>{"IDL:Object:1.0"});
 }
 
+// A back-end or omniidl that misbehaves is a clean failure that changes
+// nothing, never a crash.
+TEST_F(IrctlE2E, BrokenParserSetupFailsCleanly) {
+  std::string good = idl_file("good.idl", "module Good { interface G {}; };\n");
+  struct Case {
+    const char* what;
+    const char* backend;  // the body of the back-end's run(); or none
+    std::vector<std::string> env;
+    std::string message;
+  };
+  const Case cases[] = {
+      {"no back-end",
+       nullptr,
+       {"IRCTL_BACKEND_DIR=/nonexistent"},
+       "cannot load irctl's back-end"},
+      {"no omniidl",
+       nullptr,
+       {"IRCTL_OMNIIDL=/nonexistent/omniidl"},
+       "cannot run /nonexistent/omniidl"},
+      {"foreign output",
+       "print('hello')",
+       {},
+       "not the output of irctl's back-end"},
+      {"unbalanced end",
+       "print('irctl-idl 1\\nF 0 x 1\\nT 0\\nE IDL:X:1.0')",
+       {},
+       "does not match"},
+      {"unknown kind",
+       "print('irctl-idl 1\\nF 0 x 1\\nT 0\\nD gizmo 0 1 IDL:G:1.0 G \"\"')",
+       {},
+       "unknown definition kind gizmo"},
+      {"truncated record",
+       "print('irctl-idl 1\\nF 0 x 1\\nT 0\\nD interface 0 1 IDL:G:1.0')",
+       {},
+       "record ends too early"},
+  };
+  std::string before = snapshot(server_);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    TempDir dir;
+    std::vector<std::string> argv{"env"};
+    argv.insert(argv.end(), c.env.begin(), c.env.end());
+    if (c.backend) {
+      write_text(dir.file("irctl_backend.py"),
+                 std::string("def run(tree, args):\n    ") + c.backend + "\n");
+      argv.push_back("IRCTL_BACKEND_DIR=" + dir.path());
+    }
+    argv.insert(argv.end(),
+                {irctl_path(), "--ir", server_.corbaloc(), "feed", good});
+    ToolResult r = run_tool(argv);
+    EXPECT_EQ(r.status, 1) << r.describe();
+    std::vector<std::string> lines = text_lines(r.err);
+    ASSERT_EQ(lines.size(), 1u) << r.err;
+    EXPECT_TRUE(contains(lines[0], c.message)) << lines[0];
+  }
+  EXPECT_EQ(snapshot(server_), before);
+}
+
 // --- rm
 // -------------------------------------------------------------------------
 

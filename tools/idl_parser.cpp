@@ -69,6 +69,14 @@ void locate_files(const IdlParseOptions& options, IdlRecords* records,
   }
 }
 
+// The last line of `text` that is not empty (omniidl puts the reason
+// there).
+std::string last_line(const std::string& text) {
+  std::string trimmed = trimmed_message(text);
+  std::string::size_type nl = trimmed.rfind('\n');
+  return nl == std::string::npos ? trimmed : trimmed.substr(nl + 1);
+}
+
 }  // namespace
 
 IdlParseResult parse_idl(const std::vector<std::string>& files,
@@ -95,8 +103,8 @@ IdlParseResult parse_idl(const std::vector<std::string>& files,
     if (status != 0 &&
         err.find("Could not import back-end") != std::string::npos)
       throw IdlParserError("omniidl cannot load irctl's back-end from " +
-                           backend_dir() +
-                           " (set IRCTL_BACKEND_DIR): " + trimmed_message(err));
+                           backend_dir() + " (set IRCTL_BACKEND_DIR): " +
+                           last_line(err));
     reader.finish();
     std::size_t parsed = reader.trees_done();
     if (parsed > files.size() - next)

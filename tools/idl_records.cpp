@@ -274,12 +274,6 @@ std::string TypeExpr::signature() const {
   return std::string();
 }
 
-const char* def_kind_keyword(DefKind kind) {
-  for (const KindName& k : kKinds)
-    if (k.kind == kind) return k.keyword;
-  return "?";
-}
-
 bool def_kind_is_container(DefKind kind) {
   for (const KindName& k : kKinds)
     if (k.kind == kind) return k.container;
@@ -382,14 +376,6 @@ bool IdlRecordReader::add_line(const std::string& line) {
 
 void IdlRecordReader::finish() {
   if (tree_) throw RecordError("back-end output ends inside a tree");
-}
-
-void parse_idl_records(const std::string& text, IdlRecords* out) {
-  IdlRecordReader reader(out);
-  std::istringstream in(text);
-  std::string line;
-  while (std::getline(in, line)) reader.add_line(line);
-  reader.finish();
 }
 
 std::string scoped_name_in(const std::map<std::string, const DefRecord*>& by_id,

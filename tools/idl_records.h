@@ -74,8 +74,6 @@ enum class DefKind {
   kValueMember,
 };
 
-// The record keyword of a kind ("module", "valuebox", ...).
-const char* def_kind_keyword(DefKind kind);
 // True for the kinds whose record is followed by the records of their
 // contents and an end record.
 bool def_kind_is_container(DefKind kind);
@@ -175,9 +173,6 @@ class IdlRecordReader {
   IdlTree* tree_ = nullptr;
   std::vector<std::pair<std::string, int>> open_;  // container id, file
 };
-
-// Reads a whole output at once (see IdlRecordReader).
-void parse_idl_records(const std::string& text, IdlRecords* out);
 
 // The absolute scoped name ("::A::B") of a definition of `records`, found
 // through the containers' records; ids that the records do not define
