@@ -350,6 +350,52 @@ TEST_F(IrctlE2E, RefeedLeavesIdenticalDefinitionsAndReplaceChangesOthers) {
   EXPECT_EQ(children->length(), 0u) << "the old base link stayed";
 }
 
+// --replace brings every kind of definition to what the file says: each
+// definition then describes itself as in a repository fed the file
+// directly.
+TEST_F(IrctlE2E, ReplaceChangesTypesAndInterfaceMembers) {
+  std::string v1 = idl_file("v1.idl", R"(
+module R {
+  struct S { long a; string b; };
+  union U switch (long) { case 1: long x; default: string y; };
+  const long K = 5;
+  interface I { void op(in long a); void gone(); attribute long at; };
+  typedef sequence<S> SSeq;
+  enum E { e1, e2 };
+  exception X { long code; };
+};)");
+  std::string v2 = idl_file("v2.idl", R"(
+module R {
+  struct S { long a; string b; short c; };
+  union U switch (long) { case 1: long x; case 2: double z; default: string y; };
+  const long K = 6;
+  interface I { void op(in string a); readonly attribute long at; };
+  typedef sequence<S, 5> SSeq;
+  enum E { e1, e2, e3 };
+  struct X { long code; };
+};)");
+  feed_ok({v1});
+  ToolResult refused = irctl({"feed", v2});
+  EXPECT_EQ(refused.status, 1) << refused.describe();
+  ToolResult replaced = irctl({"feed", "--replace", v2});
+  ASSERT_EQ(replaced.status, 0) << replaced.describe();
+  ToolResult again = irctl({"feed", v2});
+  EXPECT_EQ(again.status, 0) << again.describe();
+  EXPECT_TRUE(contains(again.out, " 0 created, 10 unchanged")) << again.out;
+
+  IrServerProcess direct;
+  ASSERT_EQ(direct.start(), "");
+  ToolResult fed = irctl_on(direct, {"feed", v2});
+  ASSERT_EQ(fed.status, 0) << fed.describe();
+  std::vector<std::string> ids = all_ids(server_);
+  EXPECT_EQ(ids, all_ids(direct));
+  for (const std::string& id : ids) {
+    ToolResult mine = irctl({"describe", id});
+    ToolResult theirs = irctl_on(direct, {"describe", id});
+    EXPECT_EQ(mine.out, theirs.out) << id;
+  }
+}
+
 TEST_F(IrctlE2E, FailedFeedChangesNothing) {
   feed_ok({idl_file("base.idl",
                     "module M { interface A {}; };\n"

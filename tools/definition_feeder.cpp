@@ -224,6 +224,14 @@ FeedCounts DefinitionFeeder::feed_file(
   throw FeedFailure(failure);
 }
 
+void DefinitionFeeder::destroy(CORBA::Contained_ptr obj) {
+  obj->destroy();
+  ++counts_.removed;
+  // References to what was inside it may be cached; look them up again.
+  known_.clear();
+  anonymous_.clear();
+}
+
 void DefinitionFeeder::forget_transaction() {
   for (const std::string& id : transaction_ids_) known_.erase(id);
   transaction_ids_.clear();
@@ -332,21 +340,13 @@ void DefinitionFeeder::process_definition(const DefRecord& d,
       fail("the name is already used by " + c->id +
            " in the repository (--replace removes it)");
     step_ = "removing " + c->id + ", which uses the name";
-    c->ref->destroy();
+    destroy(c->ref);
     s.children.erase(d.name);
-    ++counts_.removed;
     c = nullptr;
   }
 
   if (!c) {
-    bool shell = needs_shell(d, index);
-    CORBA::Contained_var obj = create(d, s, shell, false);
-    if (container) {
-      Scope& opened =
-          open_scope(&d, CORBA::Container::_unchecked_narrow(obj), false);
-      opened.complete_at_end =
-          shell || (d.kind == DefKind::kValue && !d.initializers.empty());
-    }
+    create_new(d, s, index);
     return;
   }
 
@@ -361,7 +361,7 @@ void DefinitionFeeder::process_definition(const DefRecord& d,
     c->shell = false;
     step_ = "completing";
     CORBA::Contained_var obj = CORBA::Contained::_duplicate(c->ref);
-    set_header(d, obj);
+    set_header(d, obj, nullptr);
     if (container) {
       Scope& opened =
           open_scope(&d, CORBA::Container::_unchecked_narrow(obj), false);
@@ -389,24 +389,27 @@ void DefinitionFeeder::process_definition(const DefRecord& d,
   if (!placeholder && !replace_)
     fail("differs from the repository's definition: " + diff +
          " (--replace changes it)");
-  if (c->kind != kind) {
+  // Nothing refers to operations, attributes, constants and value
+  // members: a different one is made again rather than changed field by
+  // field (some fields, such as an empty context list, have no setter).
+  bool remake = c->kind != kind || d.kind == DefKind::kOperation ||
+                d.kind == DefKind::kAttribute || d.kind == DefKind::kConst ||
+                d.kind == DefKind::kValueMember;
+  if (remake) {
     step_ = "removing the repository's definition";
-    obj->destroy();
+    destroy(obj);
     s.children.erase(d.name);
-    ++counts_.removed;
-    bool shell = needs_shell(d, index);
-    CORBA::Contained_var made = create(d, s, shell, false);
-    if (container) {
-      Scope& opened =
-          open_scope(&d, CORBA::Container::_unchecked_narrow(made), false);
-      opened.complete_at_end = true;
-    }
+    create_new(d, s, index);
+    // Counted once, as replaced.
+    --counts_.created;
+    --counts_.removed;
+    ++counts_.replaced;
     return;
   }
   step_ = "changing it to the file's definition";
   DescriptionFields fields = description_fields(c->kind, c->description);
   if (fields.version != d.version()) obj->version(d.version().c_str());
-  set_header(d, obj);
+  set_header(d, obj, &c->description);
   // Completing a placeholder finishes a definition counted where it was
   // made; a replaced definition counts here.
   if (!placeholder) ++counts_.replaced;
@@ -414,9 +417,20 @@ void DefinitionFeeder::process_definition(const DefRecord& d,
     Scope& opened =
         open_scope(&d, CORBA::Container::_unchecked_narrow(obj), true);
     opened.complete_at_end = true;
-  } else {
+  } else if (diff.compare(0, 11, "its version") != 0) {
     update(d, obj);
   }
+}
+
+void DefinitionFeeder::create_new(const DefRecord& d, Scope& s,
+                                  std::size_t index) {
+  bool shell = needs_shell(d, index);
+  CORBA::Contained_var obj = create(d, s, shell, false);
+  if (!def_kind_is_container(d.kind)) return;
+  Scope& opened =
+      open_scope(&d, CORBA::Container::_unchecked_narrow(obj), false);
+  opened.complete_at_end =
+      shell || (d.kind == DefKind::kValue && !d.initializers.empty());
 }
 
 void DefinitionFeeder::process_end(const std::string& id) {
@@ -443,8 +457,7 @@ void DefinitionFeeder::process_end(const std::string& id) {
           it->first + " (" + it->second.id +
           ") inside it (--replace removes it)");
     step_ = "removing " + it->second.id + ", which the file no longer has";
-    it->second.ref->destroy();
-    ++counts_.removed;
+    destroy(it->second.ref);
     it = s.children.erase(it);
   }
 }
@@ -504,7 +517,22 @@ void DefinitionFeeder::create_pending_shell(const std::string& id) {
   current_ = fwd;
   auto scope = scopes_.find(fwd->container);
   if (scope == scopes_.end()) fail("its container is not open");
-  CORBA::Contained_var made = create(shell_def, *scope->second, true, true);
+  // The name may be taken in a container that the repository had.
+  ChildEntry* c = find_child(*scope->second, fwd->name);
+  if (c && c->id != id) {
+    if (!replace_)
+      fail("the name is already used by " + c->id +
+           " in the repository (--replace removes it)");
+    step_ = "removing " + c->id + ", which uses the name";
+    destroy(c->ref);
+    scope->second->children.erase(fwd->name);
+    c = nullptr;
+  }
+  if (c) {
+    remember(id, c->ref);
+  } else {
+    CORBA::Contained_var made = create(shell_def, *scope->second, true, true);
+  }
   current_ = saved;
   step_ = saved_step;
 }
@@ -525,8 +553,7 @@ CORBA::Contained_ptr DefinitionFeeder::create(const DefRecord& d, Scope& in,
       fail("its repository id is already used by " + std::string(where.in()) +
            " (--replace removes that)");
     step_ = "removing " + std::string(where.in()) + ", which has its id";
-    other->destroy();
-    ++counts_.removed;
+    destroy(other);
     step_ = "creating it";
     obj = create_call(d, in, shell);
   }
@@ -668,26 +695,42 @@ CORBA::Contained_ptr DefinitionFeeder::create_call(const DefRecord& d,
   fail("cannot create a definition of this kind");
 }
 
-void DefinitionFeeder::set_header(const DefRecord& d,
-                                  CORBA::Contained_ptr obj) {
+void DefinitionFeeder::set_header(const DefRecord& d, CORBA::Contained_ptr obj,
+                                  const CORBA::Any* description) {
   if (d.kind == DefKind::kInterface) {
     CORBA::InterfaceDef_var iface = CORBA::InterfaceDef::_unchecked_narrow(obj);
     iface->base_interfaces(interfaces(d.bases));
-  } else if (d.kind == DefKind::kValue) {
-    CORBA::ValueDef_var value = CORBA::ValueDef::_unchecked_narrow(obj);
-    if (d.is_custom) value->is_custom(true);
-    if (d.is_truncatable) value->is_truncatable(true);
+    return;
+  }
+  if (d.kind != DefKind::kValue) return;
+  // Only what differs is set: from the repository's description, or from
+  // what a shell starts with.
+  CORBA::ValueDescription shell;
+  shell.is_abstract = d.is_abstract;
+  shell.is_custom = false;
+  shell.is_truncatable = false;
+  shell.base_value = "";
+  const CORBA::ValueDescription* now = &shell;
+  if (description) *description >>= now;
+  CORBA::ValueDef_var value = CORBA::ValueDef::_unchecked_narrow(obj);
+  if (d.is_abstract != static_cast<bool>(now->is_abstract))
+    value->is_abstract(d.is_abstract);
+  if (d.is_custom != static_cast<bool>(now->is_custom))
+    value->is_custom(d.is_custom);
+  if (d.base_value != now->base_value.in()) {
+    CORBA::ValueDef_var base;
     if (!d.base_value.empty()) {
       CORBA::Contained_var b = reference(d.base_value);
-      CORBA::ValueDef_var base = CORBA::ValueDef::_unchecked_narrow(b);
-      value->base_value(base);
+      base = CORBA::ValueDef::_unchecked_narrow(b);
     }
-    if (!d.bases.empty()) value->abstract_base_values(values(d.bases));
-    if (!d.supports.empty())
-      value->supported_interfaces(interfaces(d.supports));
-  } else if (d.kind == DefKind::kModule) {
-    // Nothing but the version, which the caller sets.
+    value->base_value(base);
   }
+  if (d.is_truncatable != static_cast<bool>(now->is_truncatable))
+    value->is_truncatable(d.is_truncatable);
+  if (d.bases != id_list(now->abstract_base_values, false))
+    value->abstract_base_values(values(d.bases));
+  if (d.supports != id_list(now->supported_interfaces, false))
+    value->supported_interfaces(interfaces(d.supports));
 }
 
 void DefinitionFeeder::complete(const DefRecord& d, CORBA::Contained_ptr obj) {

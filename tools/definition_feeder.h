@@ -75,8 +75,18 @@ class DefinitionFeeder {
   CORBA::Contained_ptr create_call(const DefRecord& d, Scope& in, bool shell);
   bool needs_shell(const DefRecord& d, std::size_t index);
   void create_pending_shell(const std::string& id);
+  // Creates `d` (the record at `index`) in `s` and opens it when it is a
+  // container.
+  void create_new(const DefRecord& d, Scope& s, std::size_t index);
+  // Destroys a definition of the repository (under --replace) and drops
+  // the cached references, which may point inside it.
+  void destroy(CORBA::Contained_ptr obj);
   void complete(const DefRecord& d, CORBA::Contained_ptr obj);
-  void set_header(const DefRecord& d, CORBA::Contained_ptr obj);
+  // Sets the bases (and for a value its modifiers and supported
+  // interfaces) where they differ from `description` (the repository's;
+  // null: what a shell was created with).
+  void set_header(const DefRecord& d, CORBA::Contained_ptr obj,
+                  const CORBA::Any* description);
   void update(const DefRecord& d, CORBA::Contained_ptr obj);
 
   // Comparing with what the repository has: "" when identical, else what

@@ -103,8 +103,8 @@ IdlParseResult parse_idl(const std::vector<std::string>& files,
     if (status != 0 &&
         err.find("Could not import back-end") != std::string::npos)
       throw IdlParserError("omniidl cannot load irctl's back-end from " +
-                           backend_dir() + " (set IRCTL_BACKEND_DIR): " +
-                           last_line(err));
+                           backend_dir() +
+                           " (set IRCTL_BACKEND_DIR): " + last_line(err));
     reader.finish();
     std::size_t parsed = reader.trees_done();
     if (parsed > files.size() - next)
