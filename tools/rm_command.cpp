@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <fstream>
 #include <set>
+#include <stdexcept>
 #include <unordered_map>
 
 #include "command_line.h"
@@ -13,6 +14,12 @@
 namespace {
 
 const char kObjectId[] = "IDL:Object:1.0";
+
+// A removal that failed; what() names the step and the exception.
+class RemoveFailure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 // A set of object references, compared with _is_equivalent (no remote
 // call in omniORB) and bucketed by _hash.
@@ -36,15 +43,16 @@ class ReferenceSet {
 
 // The definitions that one user transaction removes: their subtrees are
 // known before anything is destroyed, so that the warnings name only
-// definitions that stay.
+// definitions that stay.  What it did is printed by print() once the
+// transaction has been committed; step() says what it was doing when a
+// call failed.
 class Removal {
  public:
-  explicit Removal(CommandContext& ctx) : ctx_(ctx) {}
-
   // Adds `ref` (described by `label`) unless it lies inside a definition
   // already added; returns whether it was added.
   bool add(CORBA::Contained_ptr ref, const std::string& label) {
     if (doomed_.contains(ref)) return false;
+    step_ = "reading what " + label + " holds";
     IRExt::Contained_var ext = IRExt::Contained::_unchecked_narrow(ref);
     CORBA::ContainedSeq_var subtree = ext->ext_get_objects_2b_deleted();
     for (CORBA::ULong i = 0; i < subtree->length(); ++i) {
@@ -57,37 +65,50 @@ class Removal {
     return true;
   }
 
-  // Warns about every definition outside the removal that refers to a
-  // definition inside it.
-  void warn_references() {
+  // Notes a warning for every definition outside the removal that refers
+  // to a definition inside it.
+  void find_referrers() {
     for (const CORBA::Contained_var& m : members_) {
+      step_ = "asking what refers to the removed definitions";
       IRExt::Contained_var ext = IRExt::Contained::_unchecked_narrow(m);
       CORBA::ContainedSeq_var refs = ext->ext_get_refs_object("all");
       for (CORBA::ULong i = 0; i < refs->length(); ++i) {
         if (doomed_.contains(refs[i])) continue;
         CORBA::String_var who = refs[i]->absolute_name();
         CORBA::String_var what = m->absolute_name();
-        ctx_.err << "irctl: warning: " << who.in() << " still refers to "
-                 << what.in() << ", which is removed" << std::endl;
+        warnings_.push_back(std::string("irctl: warning: ") + who.in() +
+                            " still refers to " + what.in() +
+                            ", which is removed");
       }
     }
   }
 
-  // Destroys the definitions in the order added; prints each.
+  // Destroys the definitions in the order added; returns how many
+  // definitions went.
   int destroy_all() {
     int removed = 0;
     for (const Target& t : targets_) {
+      step_ = "removing " + t.label;
       t.ref->destroy();
-      ctx_.out << "removed " << t.label;
+      std::string line = "removed " + t.label;
       if (t.inside > 1)
-        ctx_.out << " and " << (t.inside - 1) << " definitions inside it";
-      ctx_.out << std::endl;
+        line +=
+            " and " + std::to_string(t.inside - 1) + " definitions inside it";
+      report_.push_back(line);
       removed += static_cast<int>(t.inside);
     }
     return removed;
   }
 
-  bool empty() const { return targets_.empty(); }
+  // Notes one more removal made outside destroy_all.
+  void note(const std::string& line) { report_.push_back(line); }
+  void set_step(const std::string& step) { step_ = step; }
+  const std::string& step() const { return step_; }
+
+  void print(CommandContext& ctx) const {
+    for (const std::string& w : warnings_) ctx.err << w << std::endl;
+    for (const std::string& r : report_) ctx.out << r << std::endl;
+  }
 
  private:
   struct Target {
@@ -95,10 +116,12 @@ class Removal {
     std::string label;
     CORBA::ULong inside;  // the size of its subtree, itself included
   };
-  CommandContext& ctx_;
   ReferenceSet doomed_;
   std::vector<CORBA::Contained_var> members_;
   std::vector<Target> targets_;
+  std::vector<std::string> warnings_;
+  std::vector<std::string> report_;
+  std::string step_;
 };
 
 // Runs `body` inside one user transaction, cancelled when it throws.
@@ -165,46 +188,55 @@ int remove_file(CommandContext& ctx, const IdlRecords& records,
   }
   int removed = 0;
   int missing = 0;
-  in_transaction(ctx, [&] {
-    Removal removal(ctx);
-    CORBA::Repository_ptr repo = ctx.session.repo();
-    for (const DefRecord* d : units) {
-      CORBA::Contained_var c = repo->lookup_id(d->id.c_str());
-      if (CORBA::is_nil(c)) {
-        ++missing;
-        continue;
-      }
-      removal.add(c, scoped_name_in(by_id, d->id) + " (" + d->id + ")");
-    }
-    // A forward declaration alone left an empty interface or value.
-    for (const DefRecord* d : forwards) {
-      CORBA::Contained_var c = repo->lookup_id(d->id.c_str());
-      if (CORBA::is_nil(c)) continue;
-      CORBA::Container_var inside = CORBA::Container::_unchecked_narrow(c);
-      CORBA::ContainedSeq_var contents = inside->contents(CORBA::dk_all, true);
-      if (contents->length() == 0)
+  Removal removal;
+  try {
+    in_transaction(ctx, [&] {
+      CORBA::Repository_ptr repo = ctx.session.repo();
+      for (const DefRecord* d : units) {
+        removal.set_step("looking up " + scoped_name_in(by_id, d->id));
+        CORBA::Contained_var c = repo->lookup_id(d->id.c_str());
+        if (CORBA::is_nil(c)) {
+          ++missing;
+          continue;
+        }
         removal.add(c, scoped_name_in(by_id, d->id) + " (" + d->id + ")");
-    }
-    removal.warn_references();
-    removed += removal.destroy_all();
-    // Modules go when nothing is left in them; innermost first.
-    std::sort(modules.begin(), modules.end(),
-              [&](const std::string& a, const std::string& b) {
-                return scoped_name_in(by_id, a).size() >
-                       scoped_name_in(by_id, b).size();
-              });
-    for (const std::string& id : modules) {
-      CORBA::Contained_var c = repo->lookup_id(id.c_str());
-      if (CORBA::is_nil(c)) continue;
-      CORBA::Container_var m = CORBA::Container::_unchecked_narrow(c);
-      CORBA::ContainedSeq_var contents = m->contents(CORBA::dk_all, false);
-      if (contents->length() != 0) continue;
-      c->destroy();
-      ctx.out << "removed " << scoped_name_in(by_id, id) << " (" << id << ")"
-              << std::endl;
-      ++removed;
-    }
-  });
+      }
+      // A forward declaration alone left an empty interface or value.
+      for (const DefRecord* d : forwards) {
+        removal.set_step("looking up " + scoped_name_in(by_id, d->id));
+        CORBA::Contained_var c = repo->lookup_id(d->id.c_str());
+        if (CORBA::is_nil(c)) continue;
+        CORBA::Container_var inside = CORBA::Container::_unchecked_narrow(c);
+        CORBA::ContainedSeq_var contents =
+            inside->contents(CORBA::dk_all, true);
+        if (contents->length() == 0)
+          removal.add(c, scoped_name_in(by_id, d->id) + " (" + d->id + ")");
+      }
+      removal.find_referrers();
+      removed += removal.destroy_all();
+      // Modules go when nothing is left in them; innermost first.
+      std::sort(modules.begin(), modules.end(),
+                [&](const std::string& a, const std::string& b) {
+                  return scoped_name_in(by_id, a).size() >
+                         scoped_name_in(by_id, b).size();
+                });
+      for (const std::string& id : modules) {
+        std::string label = scoped_name_in(by_id, id) + " (" + id + ")";
+        removal.set_step("removing " + label);
+        CORBA::Contained_var c = repo->lookup_id(id.c_str());
+        if (CORBA::is_nil(c)) continue;
+        CORBA::Container_var m = CORBA::Container::_unchecked_narrow(c);
+        CORBA::ContainedSeq_var contents = m->contents(CORBA::dk_all, false);
+        if (contents->length() != 0) continue;
+        c->destroy();
+        removal.note("removed " + label);
+        ++removed;
+      }
+    });
+  } catch (const CORBA::Exception& e) {
+    throw RemoveFailure(removal.step() + ": " + exception_text(e));
+  }
+  removal.print(ctx);
   if (missing)
     ctx.err << "irctl: warning: " << missing << " definition"
             << (missing == 1 ? "" : "s") << " of " << records.files[file].path
@@ -242,8 +274,8 @@ int remove_files(CommandContext& ctx, const ParsedArgs& parsed) {
                                 parse.records.trees[step.tree], step.file);
       ctx.out << "irctl: rm " << path << ": " << removed << " definition"
               << (removed == 1 ? "" : "s") << " removed" << std::endl;
-    } catch (const CORBA::Exception& e) {
-      ctx.err << "irctl: rm " << path << ": " << exception_text(e)
+    } catch (const RemoveFailure& e) {
+      ctx.err << "irctl: rm " << path << ": " << e.what()
               << "; nothing of the file was removed" << std::endl;
       ++failed;
     }
@@ -269,18 +301,19 @@ int remove_names(CommandContext& ctx, const std::vector<std::string>& names) {
     }
     found.emplace_back(c, std::string(abs.in()) + " (" + id.in() + ")");
   }
+  Removal removal;
   try {
     in_transaction(ctx, [&] {
-      Removal removal(ctx);
       for (auto& f : found) removal.add(f.first, f.second);
-      removal.warn_references();
+      removal.find_referrers();
       removal.destroy_all();
     });
   } catch (const CORBA::Exception& e) {
-    ctx.err << "irctl: rm: " << exception_text(e) << "; nothing was removed"
-            << std::endl;
+    ctx.err << "irctl: rm: " << removal.step() << ": " << exception_text(e)
+            << "; nothing was removed" << std::endl;
     return 1;
   }
+  removal.print(ctx);
   return 0;
 }
 
