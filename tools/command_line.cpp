@@ -14,7 +14,7 @@ std::string ParsedArgs::value(const std::string& name) const {
 }
 
 ParsedArgs parse_args(const std::vector<std::string>& args,
-                      const std::vector<OptionSpec>& specs) {
+                      const std::vector<OptionDef>& known) {
   ParsedArgs out;
   bool options_done = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
@@ -27,34 +27,35 @@ ParsedArgs parse_args(const std::vector<std::string>& args,
       options_done = true;
       continue;
     }
-    const OptionSpec* spec = nullptr;
+    const OptionDef* option = nullptr;
     std::string value;
     bool inline_value = false;
-    for (const OptionSpec& s : specs) {
+    for (const OptionDef& s : known) {
       std::string name = s.name;
       bool is_long = name.size() > 2;
       if (arg == name) {
-        spec = &s;
+        option = &s;
       } else if (is_long && arg.compare(0, name.size() + 1, name + "=") == 0) {
-        spec = &s;
+        option = &s;
         value = arg.substr(name.size() + 1);
         inline_value = true;
       } else if (!is_long && s.takes_value && arg.compare(0, 2, name) == 0) {
-        spec = &s;
+        option = &s;
         value = arg.substr(2);
         inline_value = true;
       }
-      if (spec) break;
+      if (option) break;
     }
-    if (!spec) throw UsageError("unknown option " + arg);
-    if (spec->takes_value && !inline_value) {
+    if (!option) throw UsageError("unknown option " + arg);
+    if (option->takes_value && !inline_value) {
       if (i + 1 >= args.size())
         throw UsageError("option " + arg + " needs a value");
       value = args[++i];
-    } else if (!spec->takes_value && inline_value) {
-      throw UsageError("option " + std::string(spec->name) + " takes no value");
+    } else if (!option->takes_value && inline_value) {
+      throw UsageError("option " + std::string(option->name) +
+                       " takes no value");
     }
-    out.options[spec->name].push_back(value);
+    out.options[option->name].push_back(value);
   }
   return out;
 }

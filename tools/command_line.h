@@ -13,7 +13,7 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-struct OptionSpec {
+struct OptionDef {
   const char* name;  // "--replace", "-I"
   bool takes_value;
 };
@@ -29,11 +29,11 @@ struct ParsedArgs {
   std::string value(const std::string& name) const;  // the last, or ""
 };
 
-// Parses `args` against `specs`: "-I DIR" and "-IDIR" for short options,
+// Parses `args` against `known`: "-I DIR" and "-IDIR" for short options,
 // "--name VALUE" and "--name=VALUE" for long ones, "--" ends the options.
 // Throws UsageError for an unknown option or a missing value.
 ParsedArgs parse_args(const std::vector<std::string>& args,
-                      const std::vector<OptionSpec>& specs);
+                      const std::vector<OptionDef>& known);
 
 // The help of irctl (`command` empty) or of one command; empty when the
 // command does not exist.

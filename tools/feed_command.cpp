@@ -146,12 +146,12 @@ class FeedScheduler : public IdlParseListener {
   void feed_file(std::size_t t, int f) {
     const std::string& path = records_->files[f].path;
     std::string head =
-        "irctl: feed [" + std::to_string(fed_ + failed_ + 1) + " files, ";
+        "irctl: feed: file " + std::to_string(fed_ + failed_ + 1) + ", ";
     try {
       FeedCounts c =
           feeder_.feed_file(*records_, records_->trees[t], f, [&](int done) {
             progress_.show(head + std::to_string(definitions_ + done) +
-                           " definitions] " + path);
+                           " definitions: " + path);
           });
       progress_.clear();
       definitions_ += c.created + c.unchanged + c.replaced;
