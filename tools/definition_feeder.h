@@ -46,8 +46,9 @@ class DefinitionFeeder {
   // definition is created, or found identical, inside one user
   // transaction that is committed at the end.  `progress` is called
   // after each definition with the number done so far.  Throws
-  // FeedFailure after cancelling the transaction; throws a CORBA
-  // exception only when even the cancel failed.
+  // FeedFailure after cancelling the transaction (a failed cancel is
+  // added to its text).  `records` and `tree` must stay unchanged during
+  // the call.
   FeedCounts feed_file(const IdlRecords& records, const IdlTree& tree, int file,
                        const std::function<void(int)>& progress);
 
@@ -55,7 +56,9 @@ class DefinitionFeeder {
   struct ChildEntry;
   struct Scope;
 
-  // Processing of one file.
+  // One record of the file: a definition (at `index` in the tree), the
+  // end of a container, a forward declaration (which only notes the id
+  // for a shell on first use).
   void process_definition(const DefRecord& d, std::size_t index);
   void process_end(const std::string& id);
   void process_forward(const DefRecord& d);
@@ -66,14 +69,16 @@ class DefinitionFeeder {
   Scope& open_scope(const DefRecord* d, CORBA::Container_ptr ref,
                     bool preexisting);
 
-  // Creating.
   // Creates `d` in `in` (a shell: with placeholder members or without
   // bases, to be completed later); `record_follows` when the full record
   // of `d` is still to come (a forward-declared definition used early).
   CORBA::Contained_ptr create(const DefRecord& d, Scope& in, bool shell,
                               bool record_follows);
   CORBA::Contained_ptr create_call(const DefRecord& d, Scope& in, bool shell);
+  // True for a struct, union or exception that holds nested definitions
+  // or names a type defined later in the file (itself included).
   bool needs_shell(const DefRecord& d, std::size_t index);
+  // Creates the shell of a forward-declared definition at its first use.
   void create_pending_shell(const std::string& id);
   // Creates `d` (the record at `index`) in `s` and opens it when it is a
   // container.
@@ -81,12 +86,15 @@ class DefinitionFeeder {
   // Destroys a definition of the repository (under --replace) and drops
   // the cached references, which may point inside it.
   void destroy(CORBA::Contained_ptr obj);
+  // Sets what a shell was created without: members, discriminator,
+  // initializers.
   void complete(const DefRecord& d, CORBA::Contained_ptr obj);
   // Sets the bases (and for a value its modifiers and supported
   // interfaces) where they differ from `description` (the repository's;
   // null: what a shell was created with).
   void set_header(const DefRecord& d, CORBA::Contained_ptr obj,
                   const CORBA::Any* description);
+  // Sets the one field of an alias, value box or enum that differs.
   void update(const DefRecord& d, CORBA::Contained_ptr obj);
 
   // Comparing with what the repository has: "" when identical, else what
@@ -94,7 +102,9 @@ class DefinitionFeeder {
   std::string differences(const DefRecord& d, const ChildEntry& c);
   bool is_placeholder(const DefRecord& d, const ChildEntry& c);
 
-  // Types.
+  // The repository object of a type (anonymous ones made, and cached by
+  // signature); the definition with a repository id (cached, a pending
+  // shell made, else looked up; fails when the repository lacks it).
   CORBA::IDLType_ptr resolve(const TypeExpr& t);
   CORBA::Contained_ptr reference(const std::string& id);
   CORBA::TypeCode_ptr type_code_of(const TypeExpr& t);
@@ -128,14 +138,13 @@ class DefinitionFeeder {
   const IdlRecords* records_ = nullptr;
   const IdlTree* tree_ = nullptr;
   int file_ = 0;
-  std::map<std::string, const DefRecord*> by_id_;
-  std::map<std::string, std::size_t> position_;
+  std::map<std::string, const DefRecord*> by_id_;  // records of the tree
+  std::map<std::string, std::size_t> position_;    // index of full records
   std::map<std::string, std::unique_ptr<Scope>> scopes_;
-  std::vector<Scope*> stack_;
   std::map<std::string, const DefRecord*> pending_;
-  std::vector<std::string> transaction_ids_;
-  const DefRecord* current_ = nullptr;
-  std::string step_;
+  std::vector<std::string> transaction_ids_;  // created by this transaction
+  const DefRecord* current_ = nullptr;        // for messages
+  std::string step_;                          // for messages
   FeedCounts counts_;
 };
 
