@@ -1,0 +1,144 @@
+#include "bench_process.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+namespace {
+
+pid_t spawn(const std::vector<std::string>& argv, int out_fd, int err_fd) {
+  std::vector<char*> args;
+  for (const std::string& a : argv)
+    args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  pid_t pid = fork();
+  if (pid == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    int null_fd = open("/dev/null", O_RDWR);
+    dup2(null_fd, 0);
+    dup2(out_fd >= 0 ? out_fd : null_fd, 1);
+    dup2(err_fd >= 0 ? err_fd : null_fd, 2);
+    execvp(args[0], args.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+std::string slurp(const char* path) {
+  std::string text;
+  FILE* f = std::fopen(path, "rb");
+  if (!f) return text;
+  char buf[65536];
+  std::size_t n;
+  while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
+  std::fclose(f);
+  return text;
+}
+
+}  // namespace
+
+BenchServer::BenchServer(const std::vector<std::string>& argv) {
+  int p[2];
+  if (pipe2(p, O_CLOEXEC) != 0) {
+    problem_ = std::string("pipe: ") + std::strerror(errno);
+    return;
+  }
+  pid_ = spawn(argv, p[1], -1);
+  close(p[1]);
+  out_fd_ = p[0];
+  std::string out;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (out.find('\n') == std::string::npos) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                    deadline - std::chrono::steady_clock::now())
+                    .count();
+    if (left <= 0) {
+      problem_ = argv[0] + " printed no ready line within 20 s";
+      return;
+    }
+    pollfd pfd{out_fd_, POLLIN, 0};
+    if (poll(&pfd, 1, static_cast<int>(left)) <= 0) continue;
+    char buf[512];
+    ssize_t got = read(out_fd_, buf, sizeof buf);
+    if (got <= 0) {
+      problem_ = argv[0] + " ended before its ready line";
+      return;
+    }
+    out.append(buf, static_cast<std::size_t>(got));
+  }
+  ready_ = out.substr(0, out.find('\n'));
+}
+
+BenchServer::~BenchServer() {
+  if (pid_ > 0) {
+    kill(pid_, SIGTERM);
+    for (int i = 0; i < 200; ++i) {
+      if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
+        pid_ = -1;
+        break;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  if (out_fd_ >= 0) close(out_fd_);
+}
+
+ToolRun run_timed(const std::vector<std::string>& argv) {
+  ToolRun run;
+  char out_path[] = "/tmp/irbench-out.XXXXXX";
+  char err_path[] = "/tmp/irbench-err.XXXXXX";
+  int out_fd = mkstemp(out_path);
+  int err_fd = mkstemp(err_path);
+  auto start = std::chrono::steady_clock::now();
+  pid_t pid = spawn(argv, out_fd, err_fd);
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  auto end = std::chrono::steady_clock::now();
+  run.seconds = std::chrono::duration<double>(end - start).count();
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  close(out_fd);
+  close(err_fd);
+  run.out = slurp(out_path);
+  run.err = slurp(err_path);
+  unlink(out_path);
+  unlink(err_path);
+  return run;
+}
+
+int free_port() {
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof addr;
+  bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+  getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);
+  close(fd);
+  return ntohs(addr.sin_port);
+}
+
+bool pin_to_one_cpu() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(0, &set);
+  return sched_setaffinity(0, sizeof set, &set) == 0;
+}

@@ -1,0 +1,47 @@
+// Child processes of the benchmarks: servers that announce themselves
+// with one line on standard output, and tools run to their end.
+#ifndef IR_BENCH_BENCH_PROCESS_H
+#define IR_BENCH_BENCH_PROCESS_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// A server started with `argv`; its first line of standard output is its
+// ready line.  Killed (SIGTERM, then SIGKILL) with the object.
+class BenchServer {
+ public:
+  explicit BenchServer(const std::vector<std::string>& argv);
+  ~BenchServer();
+  BenchServer(const BenchServer&) = delete;
+  BenchServer& operator=(const BenchServer&) = delete;
+
+  // "" when the server printed its ready line within 20 s, else why not.
+  const std::string& problem() const { return problem_; }
+  const std::string& ready_line() const { return ready_; }
+
+ private:
+  pid_t pid_ = -1;
+  int out_fd_ = -1;
+  std::string problem_;
+  std::string ready_;
+};
+
+struct ToolRun {
+  int status = -1;
+  double seconds = 0;  // wall time
+  std::string out;
+  std::string err;
+};
+
+// Runs argv[0] (searched on PATH) to its end, timing it.
+ToolRun run_timed(const std::vector<std::string>& argv);
+
+// A TCP port of 127.0.0.1 that was free a moment ago.
+int free_port();
+
+// Pins this process, and the children it starts from now on, to CPU 0.
+bool pin_to_one_cpu();
+
+#endif
