@@ -74,11 +74,19 @@ std::vector<Servant_ref<CORBA_Contained_Impl>> own_members(
   return out;
 }
 
-template <class Seq, class Value>
-void append(Seq& seq, const Value& v) {
+// Appends the descriptions of `members` (of class Impl; others are
+// skipped) to `seq`, growing it once: every reallocation of a sequence
+// copies all of its descriptions.
+template <class Impl, class Seq, class Convert>
+void append_descriptions(
+    Seq& seq, const std::vector<Servant_ref<CORBA_Contained_Impl>>& members,
+    Convert&& convert) {
   CORBA::ULong n = seq.length();
-  seq.length(n + 1);
-  seq[n] = v;
+  seq.length(n + static_cast<CORBA::ULong>(members.size()));
+  for (const auto& s : members)
+    if (auto* member = Impl::_narrow(s.in()))
+      seq[n++] = convert(member->description());
+  seq.length(n);
 }
 }  // namespace
 
@@ -316,12 +324,12 @@ template <class AttributeSeq, class ToAttribute>
 void describe_members(IRStore* store, const std::string& container,
                       CORBA::OpDescriptionSeq& operations,
                       AttributeSeq& attributes, ToAttribute&& to_attribute) {
-  for (const auto& s : own_members(store, container, CORBA::dk_Operation))
-    if (auto* op = CORBA_OperationDef_Impl::_narrow(s.in()))
-      append(operations, op->description());
-  for (const auto& s : own_members(store, container, CORBA::dk_Attribute))
-    if (auto* attr = CORBA_AttributeDef_Impl::_narrow(s.in()))
-      append(attributes, to_attribute(attr->description()));
+  append_descriptions<CORBA_OperationDef_Impl>(
+      operations, own_members(store, container, CORBA::dk_Operation),
+      [](const CORBA::OperationDescription& d) -> const auto& { return d; });
+  append_descriptions<CORBA_AttributeDef_Impl>(
+      attributes, own_members(store, container, CORBA::dk_Attribute),
+      to_attribute);
 }
 }  // namespace
 

@@ -152,7 +152,13 @@ CORBA_IRObject_Impl* CORBA_IRObject_Impl::_has_kind_container(
 }
 
 CORBA::Object_ptr CORBA_IRObject_Impl::_ref() {
-  return ir_make_reference(object_key(), def_kind_);
+  std::string key = object_key();
+  std::lock_guard<std::mutex> lock(ref_mutex_);
+  if (CORBA::is_nil(ref_.in()) || key != ref_key_) {
+    ref_ = ir_make_reference(key, def_kind_);
+    ref_key_ = std::move(key);
+  }
+  return CORBA::Object::_duplicate(ref_.in());
 }
 
 PortableServer::POA_ptr CORBA_IRObject_Impl::_default_POA() {

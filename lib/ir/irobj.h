@@ -6,6 +6,7 @@
 
 #include <omniORB4/CORBA.h>
 
+#include <mutex>
 #include <string>
 
 #include "irext.hh"
@@ -52,7 +53,9 @@ class CORBA_IRObject_Impl : public virtual POA_CORBA::IRObject {
 
   // The object id under which the object's reference is made.
   virtual std::string object_key() = 0;
-  // A new reference to this object (caller owns).
+  // A new reference to this object (caller owns).  The reference is made
+  // once per object key and kept: making one costs more than a whole
+  // lookup request.
   virtual CORBA::Object_ptr _ref();
   // The store of this object (null for objects that are never stored).
   IRStore* store() const { return store_; }
@@ -62,6 +65,13 @@ class CORBA_IRObject_Impl : public virtual POA_CORBA::IRObject {
  protected:
   CORBA::DefinitionKind def_kind_;
   IRStore* store_ = nullptr;
+
+ private:
+  // The reference _ref() made last and the key it was made for; guarded
+  // by ref_mutex_ (references are handed out outside upcalls too).
+  std::mutex ref_mutex_;
+  CORBA::Object_var ref_;
+  std::string ref_key_;
 };
 
 // The servant behind a reference of this repository, with one reference
