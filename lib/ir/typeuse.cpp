@@ -11,8 +11,9 @@ bool contains(const std::vector<std::string>& ids, const std::string& id) {
   return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
-// `tc` with every struct, union or exception of `scope` nested in it
-// replaced by its recursive placeholder; nil when nothing was replaced.
+// `tc` with every struct, union, exception or value type of `scope`
+// nested in it replaced by its recursive placeholder; nil when nothing
+// was replaced.
 // `path` holds the ids of the named TypeCodes being walked: a resolved
 // recursive TypeCode leads back to one of them, and the walk stops there.
 CORBA::TypeCode_ptr close_onto(CORBA::TypeCode_ptr tc,
@@ -69,6 +70,46 @@ CORBA::TypeCode_ptr close_onto(CORBA::TypeCode_ptr tc,
       return kind == CORBA::tk_struct
                  ? orb->create_struct_tc(id.c_str(), name, members)
                  : orb->create_exception_tc(id.c_str(), name, members);
+    }
+    case CORBA::tk_value: {
+      std::string id = tc->id();
+      if (contains(scope, id)) return orb->create_recursive_tc(id.c_str());
+      if (contains(path, id)) return CORBA::TypeCode::_nil();
+      path.push_back(id);
+      bool changed = false;
+      // The concrete base is closed only when it is not itself a
+      // definition being built: a value TypeCode cannot have a recursive
+      // placeholder as its base.
+      CORBA::TypeCode_var base = tc->concrete_base_type();
+      if (CORBA::is_nil(base.in()))
+        base = CORBA::TypeCode::_duplicate(CORBA::_tc_null);
+      if (base->kind() == CORBA::tk_value &&
+          !contains(scope, std::string(base->id()))) {
+        CORBA::TypeCode_var closed = close_onto(base, scope, path);
+        if (!CORBA::is_nil(closed.in())) {
+          base = closed._retn();
+          changed = true;
+        }
+      }
+      CORBA::ULong n = tc->member_count();
+      CORBA::ValueMemberSeq members;
+      members.length(n);
+      for (CORBA::ULong i = 0; i < n; ++i) {
+        CORBA::TypeCode_var member = tc->member_type(i);
+        CORBA::TypeCode_var closed = close_onto(member, scope, path);
+        members[i].name = tc->member_name(i);
+        members[i].access = tc->member_visibility(i);
+        if (CORBA::is_nil(closed.in())) {
+          members[i].type = member._retn();
+        } else {
+          members[i].type = closed._retn();
+          changed = true;
+        }
+      }
+      path.pop_back();
+      if (!changed) return CORBA::TypeCode::_nil();
+      return orb->create_value_tc(id.c_str(), tc->name(), tc->type_modifier(),
+                                  base, members);
     }
     case CORBA::tk_sequence:
     case CORBA::tk_array:

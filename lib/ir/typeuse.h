@@ -32,11 +32,11 @@ std::vector<std::string> ir_recursion_scope(IRStore* store, const char* self_id,
 
 // The TypeCode of a use of `type` by a definition whose recursion scope
 // is `scope`: type() of `type`, or its recursive placeholder while it has
-// none, in which every struct, union or exception whose id is in `scope`
-// is replaced by the recursive placeholder of that id, so that the
-// TypeCode built around it closes onto the definition itself (as a
-// compiled TypeCode does).  Nil when `type` has no TypeCode.  Caller
-// owns the result.
+// none, in which every struct, union, exception or value type whose id
+// is in `scope` is replaced by the recursive placeholder of that id, so
+// that the TypeCode built around it closes onto the definition itself
+// (as a compiled TypeCode does).  Nil when `type` has no TypeCode.
+// Caller owns the result.
 CORBA::TypeCode_ptr ir_use_typecode(CORBA::IDLType_ptr type,
                                     const std::vector<std::string>& scope);
 
