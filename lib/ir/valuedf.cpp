@@ -1,5 +1,6 @@
 #include "ir/valuedf.h"
 
+#include <algorithm>
 #include <type_traits>
 #include <unordered_set>
 
@@ -130,6 +131,50 @@ bool above_one(Boolean b) {
     return b > 1;
 }
 
+// True for a recursive placeholder that no TypeCode has resolved yet.
+bool unresolved(CORBA::TypeCode_ptr tc) {
+  try {
+    tc->kind();
+    return false;
+  } catch (const CORBA::BAD_TYPECODE&) {
+    return true;
+  }
+}
+
+// The TypeCode of a state member of type `type` in a value TypeCode whose
+// recursion scope is `scope` (caller owns), built again through
+// sequences and arrays and closed onto the scope.  A placeholder for a
+// definition outside the scope is kept when that definition is a struct,
+// union or value type: it is being loaded and encloses this value type,
+// and its own TypeCode resolves the placeholder.  Nil, with *complete
+// cleared, when there is no usable TypeCode now: the type has gone or has
+// none (a native), it is an alias or value box being loaded (no
+// recursion target), or it is a value box holding a placeholder (omniORB
+// resolves none inside a value box: a box of this very value type read
+// while the value type was being loaded).
+CORBA::TypeCode_ptr member_entry_typecode(CORBA::IDLType_ptr type,
+                                          const std::vector<std::string>& scope,
+                                          bool* complete) {
+  CORBA::TypeCode_var tc = ir_close_typecode(ir_fresh_typecode(type), scope);
+  bool usable = false;
+  if (CORBA::is_nil(tc.in())) {
+    usable = false;
+  } else if (!unresolved(tc)) {
+    usable = !ir_unresolved_in_box(tc);
+  } else {
+    std::string id;
+    if (ir_named_type_id(type, id)) {
+      CORBA::DefinitionKind kind = ir_type_kind(type);
+      usable = std::find(scope.begin(), scope.end(), id) != scope.end() ||
+               kind == CORBA::dk_Struct || kind == CORBA::dk_Union ||
+               kind == CORBA::dk_Value;
+    }
+  }
+  if (usable) return tc._retn();
+  if (complete) *complete = false;
+  return CORBA::TypeCode::_nil();
+}
+
 void no_extra(Encapsulation&, const CORBA::StructMember&) {}
 void no_extra_in(Encapsulation&, CORBA::StructMember&) {}
 }  // namespace
@@ -226,10 +271,16 @@ CORBA::Visibility ir_typecode_visibility(CORBA::Visibility access) {
 }
 
 CORBA::ValueMember get_value_member(CORBA_ValueMemberDef_Impl* member,
-                                    const std::vector<std::string>& scope) {
-  CORBA::ValueMember vm = member->description();
-  CORBA::TypeCode_var closed = ir_use_typecode(vm.type_def, scope);
-  if (!CORBA::is_nil(closed.in())) vm.type = closed._retn();
+                                    const std::vector<std::string>& scope,
+                                    bool* complete) {
+  CORBA::ValueMember vm;
+  vm.name = member->own_name();
+  vm.id = member->own_id();
+  vm.defined_in = member->described_defined_in();
+  vm.version = member->own_version();
+  vm.type_def = CORBA::IDLType::_duplicate(member->type_def_ref());
+  vm.access = member->access_value();
+  vm.type = member_entry_typecode(vm.type_def, scope, complete);
   return vm;
 }
 
@@ -238,14 +289,33 @@ std::vector<std::string> CORBA_ValueDef_Impl::recursion_scope() {
 }
 
 CORBA::TypeCode_ptr CORBA_ValueDef_Impl::build_typecode(
-    const char* tc_id, const char* tc_name, const CORBA::ValueMember* extra) {
+    const char* tc_id, const char* tc_name, const CORBA::ValueMember* extra,
+    bool* complete) {
+  // Asked for its TypeCode while building it (a member of its own type),
+  // this value type answers with the one it has.
+  struct Building {
+    bool& flag;
+    bool was;
+    explicit Building(bool& f) : flag(f), was(f) { flag = true; }
+    ~Building() { flag = was; }
+  } building(building_);
+  bool all = true;
   std::vector<std::string> scope = recursion_scope();
   CORBA::ValueMemberSeq members;
   members.length(0);
+  // A member whose type has no usable TypeCode now is left out of this
+  // TypeCode, which is built again on the next type().
   for (const auto& s : ir_own_members(store_, own_id(), CORBA::dk_ValueMember))
-    if (auto* m = CORBA_ValueMemberDef_Impl::_narrow(s.in()))
-      append(members, get_value_member(m, scope));
-  if (extra) append(members, *extra);
+    if (auto* m = CORBA_ValueMemberDef_Impl::_narrow(s.in())) {
+      CORBA::ValueMember vm = get_value_member(m, scope, &all);
+      if (!CORBA::is_nil(vm.type.in())) append(members, vm);
+    }
+  if (extra) {
+    if (CORBA::is_nil(extra->type.in()))
+      all = false;
+    else
+      append(members, *extra);
+  }
   for (CORBA::ULong i = 0; i < members.length(); ++i)
     members[i].access = ir_typecode_visibility(members[i].access);
 
@@ -264,16 +334,50 @@ CORBA::TypeCode_ptr CORBA_ValueDef_Impl::build_typecode(
   }
   if (CORBA::is_nil(base.in()))
     base = CORBA::TypeCode::_duplicate(CORBA::_tc_null);
+  if (complete) *complete = all;
   return ir_orb()->create_value_tc(tc_id, tc_name, value_modifier(), base,
                                    members);
 }
 
+void CORBA_ValueDef_Impl::adopt_typecode(CORBA::TypeCode_ptr tc,
+                                         bool complete) {
+  cached_tc_ = tc;
+  incomplete_ = !complete;
+}
+
+void CORBA_ValueDef_Impl::rebuild() {
+  bool complete = true;
+  CORBA::TypeCode_ptr tc =
+      build_typecode(own_id(), own_name(), nullptr, &complete);
+  adopt_typecode(tc, complete);
+}
+
+CORBA::TypeCode_ptr CORBA_ValueDef_Impl::type() {
+  if (incomplete_ && !building_) rebuild();
+  return CORBA_IDLType_Impl::type();
+}
+
 CORBA::TypeCode_ptr CORBA_ValueDef_Impl::create_value_tc_from_self() {
-  return build_typecode(own_id(), own_name());
+  return build_typecode(own_id(), own_name(), nullptr, nullptr);
+}
+
+CORBA::TypeCode_ptr CORBA_ValueDef_Impl::member_typecode(
+    const char* member_id) {
+  if (incomplete_ && !building_) rebuild();
+  if (CORBA::is_nil(cached_tc_.in()) || incomplete_)
+    return CORBA::TypeCode::_nil();
+  IdList ids = ir_store_call(kFile, __LINE__, member_id, [&] {
+    return store_->IRChildren(id_handle(), CORBA::dk_ValueMember);
+  });
+  for (CORBA::ULong i = 0; i < ids.size(); ++i)
+    if (ids[i] == member_id)
+      return i < cached_tc_->member_count() ? cached_tc_->member_type(i)
+                                            : CORBA::TypeCode::_nil();
+  return CORBA::TypeCode::_nil();
 }
 
 void CORBA_ValueDef_Impl::refresh_typecode() {
-  cached_tc_ = create_value_tc_from_self();
+  rebuild();
   refresh_derived();
 }
 
@@ -291,8 +395,7 @@ void CORBA_ValueDef_Impl::refresh_derived() {
       // Value types that are not loaded build their TypeCodes when they
       // are.
       Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache(d.c_str()));
-      if (CORBA_ValueDef_Impl* v = _narrow(s.in()))
-        v->cached_tc_ = v->create_value_tc_from_self();
+      if (CORBA_ValueDef_Impl* v = _narrow(s.in())) v->rebuild();
       pending.push_back(std::move(d));
     }
   }
@@ -355,17 +458,18 @@ void CORBA_ValueDef_Impl::set(const char* text, bool new_typecode,
                               Change&& change) {
   State before = s_;
   CORBA::TypeCode_var old_tc = CORBA_IDLType_Impl::type();
+  bool was_incomplete = incomplete_;
   std::vector<std::string> old_targets = inheritance_targets();
   try {
     ir_in_update(store_, kFile, __LINE__, text, [&](IrUpdate&) {
       change();
       relink(old_targets);
       write_record();
-      if (new_typecode) cached_tc_ = create_value_tc_from_self();
+      if (new_typecode) rebuild();
     });
   } catch (...) {
     s_ = before;
-    cached_tc_ = old_tc._retn();
+    adopt_typecode(old_tc._retn(), !was_incomplete);
     throw;
   }
   if (new_typecode) refresh_derived();
@@ -483,13 +587,13 @@ CORBA::ValueMemberDef_ptr CORBA_ValueDef_Impl::create_value_member(
 
   // The TypeCode with the new member comes first: a member name that the
   // ORB refuses in a TypeCode leaves everything as it was.
+  bool complete = true;
   CORBA::ValueMember entry;
   entry.name = name;
-  entry.type = ir_use_typecode(type, recursion_scope());
-  if (CORBA::is_nil(entry.type.in()))
-    entry.type = CORBA::TypeCode::_duplicate(CORBA::_tc_null);
+  entry.type = member_entry_typecode(type, recursion_scope(), &complete);
   entry.access = access;
-  CORBA::TypeCode_var tc = build_typecode(own_id(), own_name(), &entry);
+  CORBA::TypeCode_var tc =
+      build_typecode(own_id(), own_name(), &entry, &complete);
 
   IrMemberCreation how{
       kMemberContext,
@@ -507,7 +611,7 @@ CORBA::ValueMemberDef_ptr CORBA_ValueDef_Impl::create_value_member(
         ir_add_type_use(store_, c->id_handle(), type, kFile, __LINE__,
                         kMemberType);
       }));
-  CORBA_IDLType_Impl::type(tc._retn());
+  adopt_typecode(tc._retn(), complete);
   refresh_derived();
   ir_drop_derived_contents_caches(store_, own_id());
   return ir_ref_as<CORBA::ValueMemberDef>(created.in());
@@ -600,11 +704,15 @@ void CORBA_ValueDef_Impl::id(const char* new_id) {
   // one.  It is built while the state members are still found under the
   // old id.
   CORBA::TypeCode_var old_tc = CORBA_IDLType_Impl::type();
-  cached_tc_ = build_typecode(new_id, own_name());
+  bool was_incomplete = incomplete_;
+  bool complete = true;
+  CORBA::TypeCode_ptr tc =
+      build_typecode(new_id, own_name(), nullptr, &complete);
+  adopt_typecode(tc, complete);
   try {
     CORBA_Contained_Impl::id(new_id);
   } catch (...) {
-    cached_tc_ = old_tc._retn();
+    adopt_typecode(old_tc._retn(), !was_incomplete);
     throw;
   }
   refresh_typecode();
@@ -613,10 +721,12 @@ void CORBA_ValueDef_Impl::id(const char* new_id) {
 void CORBA_ValueDef_Impl::name(const char* new_name) {
   // Built first: a name that the ORB refuses in a TypeCode changes
   // nothing.  A null name is refused by the rename.
+  bool complete = true;
   CORBA::TypeCode_var tc =
-      new_name ? build_typecode(own_id(), new_name) : CORBA::TypeCode::_nil();
+      new_name ? build_typecode(own_id(), new_name, nullptr, &complete)
+               : CORBA::TypeCode::_nil();
   CORBA_Contained_Impl::name(new_name);
-  CORBA_IDLType_Impl::type(tc._retn());
+  adopt_typecode(tc._retn(), complete);
   refresh_derived();
 }
 
@@ -711,5 +821,5 @@ void CORBA_ValueDef_Impl::stream_to_object(const char* name, const char* id,
   }
   fill_initializer_types(s.initializers);
   s_ = s;
-  cached_tc_ = create_value_tc_from_self();
+  rebuild();
 }

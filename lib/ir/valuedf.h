@@ -125,7 +125,9 @@ class CORBA_ValueDef_Impl : public virtual POA_IRExt::ValueDef,
   void id(const char* new_id) override;
   char* name() override { return CORBA_Contained_Impl::name(); }
   void name(const char* new_name) override;
-  CORBA::TypeCode_ptr type() override { return CORBA_IDLType_Impl::type(); }
+  // The value TypeCode; one built while an alias or value box that a
+  // member names was itself being loaded is built again first.
+  CORBA::TypeCode_ptr type() override;
 
   // --- own helpers ---------------------------------------------------------
   CORBA::ValueModifier value_modifier() const;
@@ -134,6 +136,11 @@ class CORBA_ValueDef_Impl : public virtual POA_IRExt::ValueDef,
   bool check_inherited_name_for_value(const char* name);
   // The value TypeCode of the definition as it is now (caller owns).
   CORBA::TypeCode_ptr create_value_tc_from_self();
+  // The TypeCode that this value type's TypeCode holds for its state
+  // member `member_id` (recursion closed onto the value type), or nil
+  // while the value type has no TypeCode or does not list the member in
+  // it yet.  Caller owns the result.
+  CORBA::TypeCode_ptr member_typecode(const char* member_id);
   // Replaces the cached TypeCode by create_value_tc_from_self(), and that
   // of every cached value type derived from this one (their TypeCodes
   // hold this one as concrete base).
@@ -183,9 +190,18 @@ class CORBA_ValueDef_Impl : public virtual POA_IRExt::ValueDef,
   // current targets (inside the caller's update).
   void relink(const std::vector<std::string>& old_targets);
   // The TypeCode for `tc_id` and `tc_name` from the flags, the base and
-  // the state members, with `extra` (a member being created) last.
+  // the state members, with `extra` (a member being created, its type
+  // already the TypeCode's entry) last.  `*complete`, when given, is
+  // cleared when a member's type had no TypeCode yet (see
+  // get_value_member).  The ORB's refusal passes on.
   CORBA::TypeCode_ptr build_typecode(const char* tc_id, const char* tc_name,
-                                     const CORBA::ValueMember* extra = nullptr);
+                                     const CORBA::ValueMember* extra,
+                                     bool* complete);
+  // Adopts `tc` as the cached TypeCode, to be built again on the next
+  // type() when not `complete`.
+  void adopt_typecode(CORBA::TypeCode_ptr tc, bool complete);
+  // Builds the cached TypeCode again from the definition.
+  void rebuild();
   // Rebuilds the TypeCodes of the cached value types derived from this
   // one, at every level.
   void refresh_derived();
@@ -196,14 +212,19 @@ class CORBA_ValueDef_Impl : public virtual POA_IRExt::ValueDef,
   static void fill_initializer_types(CORBA::InitializerSeq& inits);
 
   State s_;
+  bool incomplete_ = false;  // the cached TypeCode is to be built again
+  bool building_ = false;    // build_typecode is running
 };
 
 // The entry of a state member in the TypeCode of its value type: name,
 // id, defined_in, version, type (its type definition's TypeCode with the
-// definitions of `scope` replaced by recursive placeholders; tk_null when
-// the type has gone), type_def and access (CORBA's Visibility).
+// definitions of `scope` replaced by recursive placeholders), type_def
+// and access (CORBA's Visibility).  The type is nil, and `*complete`
+// cleared, while there is no usable TypeCode for it: the type has gone
+// or has none, or is an alias or value box still being loaded.
 CORBA::ValueMember get_value_member(CORBA_ValueMemberDef_Impl* member,
-                                    const std::vector<std::string>& scope);
+                                    const std::vector<std::string>& scope,
+                                    bool* complete);
 
 // The visibility that a value TypeCode carries for a member of `access`.
 // omniORB's compiled TypeCodes (omniidl's C++ back-end) carry 0 for a

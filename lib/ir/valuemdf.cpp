@@ -78,9 +78,18 @@ void CORBA_ValueMemberDef_Impl::destroy() {
 // --- CORBA::ValueMemberDef -------------------------------------------------
 
 CORBA::TypeCode_ptr CORBA_ValueMemberDef_Impl::type() {
-  // A type that was being loaded when this member was read had no
-  // TypeCode then, and the member took a recursive placeholder: the
-  // type's own TypeCode replaces it as soon as there is one.
+  // The entry of the value type's TypeCode: the type's TypeCode with any
+  // recursion onto the value type resolved.  A sequence of the value
+  // type made before the value type had all its members, or read while
+  // it was being loaded, holds an older TypeCode or a placeholder of it.
+  Servant_ref<CORBA_Contained_Impl> owner(ir_fetch_object(
+      store_, own_defined_in(), kFile, __LINE__, own_defined_in()));
+  if (CORBA_ValueDef_Impl* value = CORBA_ValueDef_Impl::_narrow(owner.in())) {
+    CORBA::TypeCode_ptr entry = value->member_typecode(own_id());
+    if (!CORBA::is_nil(entry)) return entry;
+  }
+  // While the value type is being built or loaded: the type's own
+  // TypeCode, as soon as it has one, else the one taken before.
   CORBA::TypeCode_var now = ir_type_of(type_def_.in());
   if (!CORBA::is_nil(now.in())) type_ = now._retn();
   if (!CORBA::is_nil(type_.in())) return CORBA::TypeCode::_duplicate(type_);

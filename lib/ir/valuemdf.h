@@ -35,7 +35,9 @@ class CORBA_ValueMemberDef_Impl : public virtual POA_IRExt::ValueMemberDef,
   void destroy() override;
 
   // CORBA::ValueMemberDef
-  // The TypeCode of the member's type; a recursive placeholder while that
+  // The TypeCode of the member's type as the value type's TypeCode holds
+  // it (recursion onto the value type resolved); while the value type
+  // has none, the type's own TypeCode, a recursive placeholder while that
   // type has none (it is being loaded), tk_null when it has gone.
   CORBA::TypeCode_ptr type() override;
   CORBA::IDLType_ptr type_def() override;
@@ -53,6 +55,10 @@ class CORBA_ValueMemberDef_Impl : public virtual POA_IRExt::ValueMemberDef,
 
   // The description of describe() and describe_value.
   CORBA::ValueMember description();
+  // The fields as they are, for the value type's TypeCode (not
+  // duplicated).
+  CORBA::IDLType_ptr type_def_ref() const { return type_def_.in(); }
+  CORBA::Visibility access_value() const { return access_; }
 
   // base + 0x52 "CORBA::ValueMemberDef::changeID(...)" when the type does
   // not refer to `old_id`.
