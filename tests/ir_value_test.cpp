@@ -288,6 +288,18 @@ TEST_F(ValueBaseTest, IsAFollowsBasesAndSupportedInterfacesAtEveryLevel) {
   v = Find("IDL:V:1.0");
   EXPECT_EQ(IdOf(CORBA::ValueDef_var(v->base_value())), "IDL:V:1.0");
   EXPECT_FALSE(v->is_a("IDL:Other:1.0"));
+
+  // A new id must be free; one that is reaches the derived value types.
+  EXPECT_REPORT(BAD_PARAM, IrMinor(0x54), "CORBA::ValueDef::id(...)",
+                other->id("IDL:G:1.0"));
+  base = Find("IDL:B:1.0");
+  grand = Find("IDL:G:1.0");
+  grand->id("IDL:G2:1.0");
+  EXPECT_EQ(IdOf(CORBA::ValueDef_var(base->base_value())), "IDL:G2:1.0");
+  EXPECT_TRUE(base->is_a("IDL:G2:1.0"));
+  Reopen();
+  base = Find("IDL:B:1.0");
+  EXPECT_EQ(IdOf(CORBA::ValueDef_var(base->base_value())), "IDL:G2:1.0");
 }
 
 // --- initializers ------------------------------------------------------------
@@ -356,10 +368,21 @@ TEST_F(InitializerTest, MembersKeepUseLinksToTheirNamedTypes) {
   EXPECT_TRUE(Referrers(s, "uses").empty());
   EXPECT_EQ(Referrers(t, "uses"), (Ids{"IDL:V:1.0"}));
 
+  // A new id of a member's type reaches the initializer.
+  t->id("IDL:T2:1.0");
+  auto element_id = [&] {
+    CORBA::InitializerSeq_var inits = v->initializers();
+    CORBA::IDLType_var type = inits[0].members[0].type_def;
+    CORBA::SequenceDef_var seq = CORBA::SequenceDef::_narrow(type);
+    CORBA::IDLType_var element = seq->element_type_def();
+    return IdOf(CORBA::Contained_var(CORBA::Contained::_narrow(element)));
+  };
+  EXPECT_EQ(element_id(), "IDL:T2:1.0");
   module_as_type = CORBA::IDLType::_nil();
   Reopen();
   v = Find("IDL:V:1.0");
   check("reopened", {"from_list"}, after);
+  EXPECT_EQ(element_id(), "IDL:T2:1.0");
 }
 
 // --- state members

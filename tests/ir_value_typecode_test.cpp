@@ -253,6 +253,39 @@ TEST_F(ValueTypeCodeTest, FollowsMembersBaseNameAndId) {
   EXPECT_EQ(wtc->type_modifier(), CORBA::VM_TRUNCATABLE);
 }
 
+TEST_F(ValueTypeCodeTest, MembersWithoutATypeCodeAreLeftOut) {
+  CORBA::PrimitiveDef_var l = Prim(CORBA::pk_long);
+  CORBA::NativeDef_var native = repo_->create_native("IDL:N:1.0", "N", "1.0");
+  CORBA::StructDef_var s =
+      repo_->create_struct("IDL:S:1.0", "S", "1.0", Fields({{"x", l.in()}}));
+  CORBA::ValueDef_var v = Value("V");
+  CORBA::ValueMemberDef_var(Member(v, "a", l));
+  CORBA::ValueMemberDef_var(Member(v, "handle", native));
+  CORBA::ValueMemberDef_var(Member(v, "gone", s));
+  CORBA::ValueMemberDef_var(Member(v, "b", l));
+  using Names = std::vector<std::string>;
+  auto check = [&](const char* when, const Names& in_typecode,
+                   CORBA::TCKind gone_kind) {
+    SCOPED_TRACE(when);
+    CORBA::TypeCode_var tc = v->type();
+    EXPECT_EQ(MemberNames(tc), in_typecode);
+    EXPECT_TRUE(RoundTrips(tc));
+    // The members themselves are all there, each with its own type.
+    CORBA::ValueDef::FullValueDescription_var full = v->describe_value();
+    ASSERT_EQ(NamesOf(full->members), (Names{"a", "handle", "gone", "b"}));
+    EXPECT_EQ(full->members[0].type->kind(), CORBA::tk_long);
+    EXPECT_EQ(full->members[2].type->kind(), gone_kind);
+    EXPECT_EQ(full->members[3].type->kind(), CORBA::tk_long);
+  };
+  // A native has no TypeCode that a value TypeCode may hold.
+  check("created", {"a", "gone", "b"}, CORBA::tk_struct);
+  // A destroyed type is noticed when the value type is read again.
+  s->destroy();
+  Reopen();
+  v = Find("IDL:V:1.0");
+  check("type destroyed", {"a", "b"}, CORBA::tk_null);
+}
+
 TEST_F(ValueTypeCodeTest, ValueBoxesBoxAndAreHeldByValueTypes) {
   CORBA::PrimitiveDef_var l = Prim(CORBA::pk_long);
   CORBA::ValueDef_var v = Value("V");

@@ -146,20 +146,22 @@ bool unresolved(CORBA::TypeCode_ptr tc) {
 // sequences and arrays and closed onto the scope.  A placeholder for a
 // definition outside the scope is kept when that definition is a struct,
 // union or value type: it is being loaded and encloses this value type,
-// and its own TypeCode resolves the placeholder.  Nil, with *complete
-// cleared, when there is no usable TypeCode now: the type has gone or has
-// none (a native), it is an alias or value box being loaded (no
-// recursion target), or it is a value box holding a placeholder (omniORB
-// resolves none inside a value box: a box of this very value type read
-// while the value type was being loaded).
+// and its own TypeCode resolves the placeholder.  Nil when there is no
+// TypeCode that a value TypeCode may hold: for good when the type has
+// gone or is a native; for now, with *complete cleared, when it is an
+// alias or value box still being loaded (no recursion target) or a value
+// box holding a placeholder (omniORB resolves none inside a value box: a
+// box of this very value type read while the value type was loading).
 CORBA::TypeCode_ptr member_entry_typecode(CORBA::IDLType_ptr type,
                                           const std::vector<std::string>& scope,
                                           bool* complete) {
   CORBA::TypeCode_var tc = ir_close_typecode(ir_fresh_typecode(type), scope);
+  if (CORBA::is_nil(tc.in())) return CORBA::TypeCode::_nil();
   bool usable = false;
-  if (CORBA::is_nil(tc.in())) {
-    usable = false;
-  } else if (!unresolved(tc)) {
+  if (!unresolved(tc)) {
+    CORBA::TCKind kind = tc->kind();
+    if (kind == CORBA::tk_void || kind == CORBA::tk_null)
+      return CORBA::TypeCode::_nil();
     usable = !ir_unresolved_in_box(tc);
   } else {
     std::string id;
@@ -288,9 +290,8 @@ std::vector<std::string> CORBA_ValueDef_Impl::recursion_scope() {
   return ir_recursion_scope(store_, own_id(), own_defined_in());
 }
 
-CORBA::TypeCode_ptr CORBA_ValueDef_Impl::build_typecode(
-    const char* tc_id, const char* tc_name, const CORBA::ValueMember* extra,
-    bool* complete) {
+CORBA_ValueDef_Impl::BuiltTypeCode CORBA_ValueDef_Impl::build_typecode(
+    const char* tc_id, const char* tc_name, const CORBA::ValueMember* extra) {
   // Asked for its TypeCode while building it (a member of its own type),
   // this value type answers with the one it has.
   struct Building {
@@ -299,22 +300,22 @@ CORBA::TypeCode_ptr CORBA_ValueDef_Impl::build_typecode(
     explicit Building(bool& f) : flag(f), was(f) { flag = true; }
     ~Building() { flag = was; }
   } building(building_);
-  bool all = true;
+  BuiltTypeCode built;
   std::vector<std::string> scope = recursion_scope();
   CORBA::ValueMemberSeq members;
   members.length(0);
-  // A member whose type has no usable TypeCode now is left out of this
-  // TypeCode, which is built again on the next type().
+  // A member whose type has no TypeCode that a value TypeCode may hold is
+  // left out (see member_entry_typecode).
   for (const auto& s : ir_own_members(store_, own_id(), CORBA::dk_ValueMember))
     if (auto* m = CORBA_ValueMemberDef_Impl::_narrow(s.in())) {
-      CORBA::ValueMember vm = get_value_member(m, scope, &all);
-      if (!CORBA::is_nil(vm.type.in())) append(members, vm);
+      CORBA::ValueMember vm = get_value_member(m, scope, &built.complete);
+      if (CORBA::is_nil(vm.type.in())) continue;
+      append(members, vm);
+      built.member_ids.push_back(m->own_id());
     }
-  if (extra) {
-    if (CORBA::is_nil(extra->type.in()))
-      all = false;
-    else
-      append(members, *extra);
+  if (extra && !CORBA::is_nil(extra->type.in())) {
+    append(members, *extra);
+    built.member_ids.push_back(extra->id.in());
   }
   for (CORBA::ULong i = 0; i < members.length(); ++i)
     members[i].access = ir_typecode_visibility(members[i].access);
@@ -334,22 +335,27 @@ CORBA::TypeCode_ptr CORBA_ValueDef_Impl::build_typecode(
   }
   if (CORBA::is_nil(base.in()))
     base = CORBA::TypeCode::_duplicate(CORBA::_tc_null);
-  if (complete) *complete = all;
-  return ir_orb()->create_value_tc(tc_id, tc_name, value_modifier(), base,
-                                   members);
+  built.tc = ir_orb()->create_value_tc(tc_id, tc_name, value_modifier(), base,
+                                       members);
+  return built;
 }
 
-void CORBA_ValueDef_Impl::adopt_typecode(CORBA::TypeCode_ptr tc,
-                                         bool complete) {
-  cached_tc_ = tc;
-  incomplete_ = !complete;
+CORBA_ValueDef_Impl::BuiltTypeCode CORBA_ValueDef_Impl::cached() const {
+  BuiltTypeCode now;
+  now.tc = CORBA::TypeCode::_duplicate(cached_tc_.in());
+  now.complete = !incomplete_;
+  now.member_ids = tc_member_ids_;
+  return now;
+}
+
+void CORBA_ValueDef_Impl::adopt_typecode(BuiltTypeCode built) {
+  cached_tc_ = built.tc._retn();
+  incomplete_ = !built.complete;
+  tc_member_ids_ = std::move(built.member_ids);
 }
 
 void CORBA_ValueDef_Impl::rebuild() {
-  bool complete = true;
-  CORBA::TypeCode_ptr tc =
-      build_typecode(own_id(), own_name(), nullptr, &complete);
-  adopt_typecode(tc, complete);
+  adopt_typecode(build_typecode(own_id(), own_name()));
 }
 
 CORBA::TypeCode_ptr CORBA_ValueDef_Impl::type() {
@@ -358,21 +364,16 @@ CORBA::TypeCode_ptr CORBA_ValueDef_Impl::type() {
 }
 
 CORBA::TypeCode_ptr CORBA_ValueDef_Impl::create_value_tc_from_self() {
-  return build_typecode(own_id(), own_name(), nullptr, nullptr);
+  return build_typecode(own_id(), own_name()).tc._retn();
 }
 
 CORBA::TypeCode_ptr CORBA_ValueDef_Impl::member_typecode(
     const char* member_id) {
   if (incomplete_ && !building_) rebuild();
-  if (CORBA::is_nil(cached_tc_.in()) || incomplete_)
-    return CORBA::TypeCode::_nil();
-  IdList ids = ir_store_call(kFile, __LINE__, member_id, [&] {
-    return store_->IRChildren(id_handle(), CORBA::dk_ValueMember);
-  });
-  for (CORBA::ULong i = 0; i < ids.size(); ++i)
-    if (ids[i] == member_id)
-      return i < cached_tc_->member_count() ? cached_tc_->member_type(i)
-                                            : CORBA::TypeCode::_nil();
+  if (CORBA::is_nil(cached_tc_.in())) return CORBA::TypeCode::_nil();
+  for (std::size_t i = 0; i < tc_member_ids_.size(); ++i)
+    if (tc_member_ids_[i] == member_id && i < cached_tc_->member_count())
+      return cached_tc_->member_type(static_cast<CORBA::ULong>(i));
   return CORBA::TypeCode::_nil();
 }
 
@@ -457,8 +458,7 @@ template <class Change>
 void CORBA_ValueDef_Impl::set(const char* text, bool new_typecode,
                               Change&& change) {
   State before = s_;
-  CORBA::TypeCode_var old_tc = CORBA_IDLType_Impl::type();
-  bool was_incomplete = incomplete_;
+  BuiltTypeCode old_tc = cached();
   std::vector<std::string> old_targets = inheritance_targets();
   try {
     ir_in_update(store_, kFile, __LINE__, text, [&](IrUpdate&) {
@@ -469,7 +469,7 @@ void CORBA_ValueDef_Impl::set(const char* text, bool new_typecode,
     });
   } catch (...) {
     s_ = before;
-    adopt_typecode(old_tc._retn(), !was_incomplete);
+    adopt_typecode(std::move(old_tc));
     throw;
   }
   if (new_typecode) refresh_derived();
@@ -590,10 +590,11 @@ CORBA::ValueMemberDef_ptr CORBA_ValueDef_Impl::create_value_member(
   bool complete = true;
   CORBA::ValueMember entry;
   entry.name = name;
+  entry.id = id;
   entry.type = member_entry_typecode(type, recursion_scope(), &complete);
   entry.access = access;
-  CORBA::TypeCode_var tc =
-      build_typecode(own_id(), own_name(), &entry, &complete);
+  BuiltTypeCode tc = build_typecode(own_id(), own_name(), &entry);
+  tc.complete = tc.complete && complete;
 
   IrMemberCreation how{
       kMemberContext,
@@ -611,7 +612,7 @@ CORBA::ValueMemberDef_ptr CORBA_ValueDef_Impl::create_value_member(
         ir_add_type_use(store_, c->id_handle(), type, kFile, __LINE__,
                         kMemberType);
       }));
-  adopt_typecode(tc._retn(), complete);
+  adopt_typecode(std::move(tc));
   refresh_derived();
   ir_drop_derived_contents_caches(store_, own_id());
   return ir_ref_as<CORBA::ValueMemberDef>(created.in());
@@ -652,7 +653,7 @@ CORBA::ValueDef::FullValueDescription* CORBA_ValueDef_Impl::describe_value() {
   full->id = own_id();
   full->defined_in = described_defined_in();
   full->version = own_version();
-  full->type = CORBA_IDLType_Impl::type();
+  full->type = type();
   full->operations.length(0);
   full->attributes.length(0);
   ir_describe_own_members(
@@ -703,16 +704,12 @@ void CORBA_ValueDef_Impl::id(const char* new_id) {
   // value type's TypeCode while the change runs: they must see the new
   // one.  It is built while the state members are still found under the
   // old id.
-  CORBA::TypeCode_var old_tc = CORBA_IDLType_Impl::type();
-  bool was_incomplete = incomplete_;
-  bool complete = true;
-  CORBA::TypeCode_ptr tc =
-      build_typecode(new_id, own_name(), nullptr, &complete);
-  adopt_typecode(tc, complete);
+  BuiltTypeCode old_tc = cached();
+  adopt_typecode(build_typecode(new_id, own_name()));
   try {
     CORBA_Contained_Impl::id(new_id);
   } catch (...) {
-    adopt_typecode(old_tc._retn(), !was_incomplete);
+    adopt_typecode(std::move(old_tc));
     throw;
   }
   refresh_typecode();
@@ -721,12 +718,10 @@ void CORBA_ValueDef_Impl::id(const char* new_id) {
 void CORBA_ValueDef_Impl::name(const char* new_name) {
   // Built first: a name that the ORB refuses in a TypeCode changes
   // nothing.  A null name is refused by the rename.
-  bool complete = true;
-  CORBA::TypeCode_var tc =
-      new_name ? build_typecode(own_id(), new_name, nullptr, &complete)
-               : CORBA::TypeCode::_nil();
+  BuiltTypeCode tc;
+  if (new_name) tc = build_typecode(own_id(), new_name);
   CORBA_Contained_Impl::name(new_name);
-  adopt_typecode(tc._retn(), complete);
+  adopt_typecode(std::move(tc));
   refresh_derived();
 }
 

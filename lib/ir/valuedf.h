@@ -189,17 +189,23 @@ class CORBA_ValueDef_Impl : public virtual POA_IRExt::ValueDef,
   // Replaces the inheritance links to `old_targets` by links to the
   // current targets (inside the caller's update).
   void relink(const std::vector<std::string>& old_targets);
+  // A value TypeCode with what it was built from.
+  struct BuiltTypeCode {
+    CORBA::TypeCode_var tc;
+    // False when a member's type had no TypeCode yet: the TypeCode is to
+    // be built again on the next type().
+    bool complete = true;
+    // The state members it holds, in order (some may be left out).
+    std::vector<std::string> member_ids;
+  };
   // The TypeCode for `tc_id` and `tc_name` from the flags, the base and
   // the state members, with `extra` (a member being created, its type
-  // already the TypeCode's entry) last.  `*complete`, when given, is
-  // cleared when a member's type had no TypeCode yet (see
-  // get_value_member).  The ORB's refusal passes on.
-  CORBA::TypeCode_ptr build_typecode(const char* tc_id, const char* tc_name,
-                                     const CORBA::ValueMember* extra,
-                                     bool* complete);
-  // Adopts `tc` as the cached TypeCode, to be built again on the next
-  // type() when not `complete`.
-  void adopt_typecode(CORBA::TypeCode_ptr tc, bool complete);
+  // already the TypeCode's entry) last.  The ORB's refusal passes on.
+  BuiltTypeCode build_typecode(const char* tc_id, const char* tc_name,
+                               const CORBA::ValueMember* extra = nullptr);
+  // The cached TypeCode as a BuiltTypeCode (to restore it).
+  BuiltTypeCode cached() const;
+  void adopt_typecode(BuiltTypeCode built);
   // Builds the cached TypeCode again from the definition.
   void rebuild();
   // Rebuilds the TypeCodes of the cached value types derived from this
@@ -214,14 +220,18 @@ class CORBA_ValueDef_Impl : public virtual POA_IRExt::ValueDef,
   State s_;
   bool incomplete_ = false;  // the cached TypeCode is to be built again
   bool building_ = false;    // build_typecode is running
+  // The state members that the cached TypeCode holds, in order.
+  std::vector<std::string> tc_member_ids_;
 };
 
 // The entry of a state member in the TypeCode of its value type: name,
 // id, defined_in, version, type (its type definition's TypeCode with the
 // definitions of `scope` replaced by recursive placeholders), type_def
-// and access (CORBA's Visibility).  The type is nil, and `*complete`
-// cleared, while there is no usable TypeCode for it: the type has gone
-// or has none, or is an alias or value box still being loaded.
+// and access (CORBA's Visibility).  The type is nil when there is no
+// TypeCode that a value TypeCode may hold (the member is then left out
+// of it): for good when the type has gone or is a native; for now, with
+// `*complete` cleared, while an alias or value box is still being
+// loaded.
 CORBA::ValueMember get_value_member(CORBA_ValueMemberDef_Impl* member,
                                     const std::vector<std::string>& scope,
                                     bool* complete);
