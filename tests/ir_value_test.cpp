@@ -27,7 +27,7 @@ using ValueMemberTest = ValueTest;
 using DescribeValueTest = ValueTest;
 using ValueRecordTest = ValueTest;
 
-// --- flags -----------------------------------------------------------------
+// --- flags -------------------------------------------------------------------
 
 TEST_F(ValueFlagTest, ModifierFollowsTheFlagsCustomFirst) {
   struct Case {
@@ -83,8 +83,7 @@ TEST_F(ValueFlagTest, ModifierFollowsTheFlagsCustomFirst) {
   EXPECT_EQ(tc->type_modifier(), CORBA::VM_TRUNCATABLE);
 }
 
-// --- bases and supported interfaces
-// -------------------------------------------
+// --- bases and supported interfaces ------------------------------------------
 
 TEST_F(ValueBaseTest, CreateValueChecksItsListsInOrder) {
   ValueArgs abstract_args;
@@ -385,8 +384,7 @@ TEST_F(InitializerTest, MembersKeepUseLinksToTheirNamedTypes) {
   EXPECT_EQ(element_id(), "IDL:T2:1.0");
 }
 
-// --- state members
-// -------------------------------------------------------------
+// --- state members -----------------------------------------------------------
 
 TEST_F(ValueMemberTest, CreationChecksItsArgumentsInOrder) {
   CORBA::ValueDef_var v = Value("V");
@@ -664,8 +662,51 @@ TEST_F(DescribeValueTest, OwnMembersOnlyWithEveryListAndFlag) {
   EXPECT_TRUE(vm->type->equal(CORBA::_tc_long));
 }
 
-// --- records
-// -------------------------------------------------------------------
+TEST_F(DescribeValueTest, HoldsNestedTypesButNoModulesInterfacesOrValues) {
+  CORBA::PrimitiveDef_var l = Prim(CORBA::pk_long);
+  CORBA::ValueDef_var v = Value("V");
+  // Nested types are definitions of the value type's scope.
+  CORBA::StructDef_var s =
+      v->create_struct("IDL:V/S:1.0", "S", "1.0", Fields({{"x", l.in()}}));
+  CORBA::AliasDef_var a = v->create_alias("IDL:V/A:1.0", "A", "1.0", l);
+  CORBA::Any one;
+  one <<= CORBA::Long(1);
+  CORBA::ConstantDef_var k =
+      v->create_constant("IDL:V/K:1.0", "K", "1.0", l, one);
+  CORBA::Contained_var found = repo_->lookup("::V::S");
+  EXPECT_EQ(IdOf(found), "IDL:V/S:1.0");
+  // A state member may have a type nested in its value type.
+  CORBA::ValueMemberDef_var(Member(v, "s", s));
+  CORBA::TypeCode_var tc = v->type();
+  CORBA::TypeCode_var member = tc->member_type(0);
+  EXPECT_STREQ(member->id(), "IDL:V/S:1.0");
+
+  EXPECT_SYSEX(
+      NO_IMPLEMENT, IrMinor(0x34),
+      CORBA::ModuleDef_var(v->create_module("IDL:V/M:1.0", "M", "1.0")));
+  EXPECT_SYSEX(NO_IMPLEMENT, IrMinor(0x34),
+               CORBA::InterfaceDef_var(v->create_interface(
+                   "IDL:V/I:1.0", "I", "1.0", CORBA::InterfaceDefSeq())));
+  EXPECT_SYSEX(NO_IMPLEMENT, IrMinor(0x34),
+               CORBA::ValueDef_var(v->create_value(
+                   "IDL:V/W:1.0", "W", "1.0", false, false,
+                   CORBA::ValueDef::_nil(), false, CORBA::ValueDefSeq(),
+                   CORBA::InterfaceDefSeq(), CORBA::InitializerSeq())));
+  EXPECT_SYSEX(NO_IMPLEMENT, IrMinor(0x34),
+               CORBA::ValueBoxDef_var(
+                   v->create_value_box("IDL:V/B:1.0", "B", "1.0", l)));
+  // Interfaces hold no value types either.
+  CORBA::InterfaceDef_var itf = Itf("I");
+  EXPECT_SYSEX(NO_IMPLEMENT, IrMinor(0x34),
+               CORBA::ValueDef_var(itf->create_value(
+                   "IDL:I/W:1.0", "W", "1.0", false, false,
+                   CORBA::ValueDef::_nil(), false, CORBA::ValueDefSeq(),
+                   CORBA::InterfaceDefSeq(), CORBA::InitializerSeq())));
+  CORBA::ContainedSeq_var contents = v->contents(CORBA::dk_all, true);
+  EXPECT_EQ(contents->length(), 4u);
+}
+
+// --- records -----------------------------------------------------------------
 
 TEST_F(ValueRecordTest, FieldsInTheirOrderWithOneFalseBooleanForNoBase) {
   CORBA::PrimitiveDef_var l = Prim(CORBA::pk_long);

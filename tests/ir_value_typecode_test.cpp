@@ -149,8 +149,7 @@ TEST_F(CompiledValueTypeCodeTest, EqualWhateverIsLoadedFirst) {
   }
 }
 
-// --- TypeCodes that follow changes
-// ---------------------------------------------
+// --- TypeCodes that follow changes -------------------------------------------
 
 using ValueTypeCodeTest = ValueTest;
 

@@ -219,7 +219,7 @@ CORBA_ValueDef_Impl* CORBA_ValueDef_Impl::_narrow(CORBA_IRObject_Impl* p) {
              : nullptr;
 }
 
-// --- checks and TypeCodes ---------------------------------------------------
+// --- checks and TypeCodes ----------------------------------------------------
 
 bool CORBA_ValueDef_Impl::abstract_bases_ok(const CORBA::ValueDefSeq& bases) {
   for (CORBA::ULong i = 0; i < bases.length(); ++i) {
@@ -643,8 +643,7 @@ CORBA::OperationDef_ptr CORBA_ValueDef_Impl::create_operation(
   return made._retn();
 }
 
-// --- descriptions
-// --------------------------------------------------------------
+// --- descriptions ------------------------------------------------------------
 
 CORBA::ValueDef::FullValueDescription* CORBA_ValueDef_Impl::describe_value() {
   CORBA::ValueDef::FullValueDescription_var full =
@@ -725,8 +724,7 @@ void CORBA_ValueDef_Impl::name(const char* new_name) {
   refresh_derived();
 }
 
-// --- records
-// -------------------------------------------------------------------
+// --- records -----------------------------------------------------------------
 
 void CORBA_ValueDef_Impl::changeID(const char* old_id, const char* new_id) {
   int changed = 0;

@@ -53,8 +53,7 @@ CORBA_ValueMemberDef_Impl* CORBA_ValueMemberDef_Impl::_narrow(
              : nullptr;
 }
 
-// --- contained part
-// ------------------------------------------------------------
+// --- contained part ----------------------------------------------------------
 
 void CORBA_ValueMemberDef_Impl::id(const char* new_id) {
   CORBA_Contained_Impl::id(new_id);
@@ -75,7 +74,7 @@ void CORBA_ValueMemberDef_Impl::destroy() {
   ir_value_members_changed(value.c_str());
 }
 
-// --- CORBA::ValueMemberDef -------------------------------------------------
+// --- CORBA::ValueMemberDef ---------------------------------------------------
 
 CORBA::TypeCode_ptr CORBA_ValueMemberDef_Impl::type() {
   // The entry of the value type's TypeCode: the type's TypeCode with any
@@ -139,8 +138,7 @@ CORBA::Contained::Description* CORBA_ValueMemberDef_Impl::describe() {
   return d._retn();
 }
 
-// --- records
-// -------------------------------------------------------------------
+// --- records -----------------------------------------------------------------
 
 void CORBA_ValueMemberDef_Impl::changeID(const char* old_id,
                                          const char* new_id) {
