@@ -214,6 +214,13 @@ TEST_F(ValueTypeCodeTest, FollowsMembersBaseNameAndId) {
 
   a->name("renamed");
   check("member renamed", "IDL:V:1.0", "V", {"renamed", "self"});
+  // A member with a new id still finds its entry.
+  self->id("IDL:V/self2:1.0");
+  CORBA::Contained_var moved = repo_->lookup("::V::self");
+  CORBA::TypeCode_var self_tc =
+      CORBA::ValueMemberDef_var(CORBA::ValueMemberDef::_narrow(moved))->type();
+  CORBA::TypeCode_var self_element = self_tc->content_type();
+  EXPECT_EQ(self_element->member_count(), 2u);
   a->type_def(s);
   tc = v->type();
   CORBA::TypeCode_var first = tc->member_type(0);

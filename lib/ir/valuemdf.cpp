@@ -58,6 +58,8 @@ CORBA_ValueMemberDef_Impl* CORBA_ValueMemberDef_Impl::_narrow(
 void CORBA_ValueMemberDef_Impl::id(const char* new_id) {
   CORBA_Contained_Impl::id(new_id);
   ir_forget_inherited_member(this);
+  // The value type knows its members' TypeCode entries by id.
+  ir_value_members_changed(own_defined_in());
 }
 
 void CORBA_ValueMemberDef_Impl::name(const char* new_name) {
