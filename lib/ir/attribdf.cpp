@@ -69,6 +69,31 @@ CORBA::TypeCode_ptr ir_member_typecode(CORBA::IDLType_ptr type) {
   return tc._retn();
 }
 
+void ir_replace_member_type(CORBA_Contained_Impl& self,
+                            CORBA::IDLType_var& type_def,
+                            CORBA::TypeCode_var& type, CORBA::IDLType_ptr t,
+                            const char* file, int line, const char* text) {
+  if (!ir_is_idltype(t)) kaldBadArgument(file, line, text);
+  IRStore* store = self.store();
+  CORBA::IDLType_var old_def = type_def;
+  CORBA::TypeCode_var old_tc = type;
+  try {
+    ir_in_update(store, file, line, text, [&](IrUpdate&) {
+      store->IRObjectOp(self.id_handle());
+      ir_remove_type_use(store, self.id_handle(), old_def.in(), file, line,
+                         text);
+      ir_add_type_use(store, self.id_handle(), t, file, line, text);
+      type_def = CORBA::IDLType::_duplicate(t);
+      type = ir_member_typecode(t);
+      self.write_record();
+    });
+  } catch (...) {
+    type_def = old_def;
+    type = old_tc;
+    throw;
+  }
+}
+
 int ir_change_type_ref(CORBA::IDLType_var& ref, const char* old_id,
                        const char* new_id) {
   if (CORBA::is_nil(ref.in())) return 0;
@@ -83,16 +108,7 @@ int ir_change_type_ref(CORBA::IDLType_var& ref, const char* old_id,
 }
 
 void ir_forget_inherited_member(CORBA_Contained_Impl* member) {
-  Servant_ref<CORBA_Container_Impl> container;
-  try {
-    container = CORBA_Container_Impl::container_from_sh(
-        StoreHandle(member->own_defined_in()));
-  } catch (const CORBA::SystemException&) {
-    return;
-  }
-  CORBA_InterfaceDef_Impl* itf =
-      CORBA_InterfaceDef_Impl::interface_view(container.in());
-  if (itf) itf->drop_inherited_contents_caches(false);
+  ir_drop_derived_contents_caches(member->store(), member->own_defined_in());
 }
 
 void ir_report_clash(const char* file, int line, const char* text, int msgno) {
@@ -117,7 +133,7 @@ CORBA_Contained_Impl* ir_create_member(
   StoreHandle id_handle(id);
   Servant_ref<CORBA_Contained_Impl> servant;
   ir_in_update(store, kFile, __LINE__, how.context, [&](IrUpdate& update) {
-    if (!TransOn && how.inherited(name)) {
+    if ((!TransOn || how.inherited_in_transaction) && how.inherited(name)) {
       update.cancel();
       raise_member_clash(how.inherited_clash, __LINE__);
     }
@@ -213,25 +229,8 @@ CORBA::IDLType_ptr CORBA_AttributeDef_Impl::type_def() {
 }
 
 void CORBA_AttributeDef_Impl::type_def(CORBA::IDLType_ptr type) {
-  const char* const text = "CORBA::AttributeDef::type_def(...)";
-  if (!ir_is_idltype(type)) kaldBadArgument(kFile, __LINE__, text);
-  CORBA::IDLType_var old_def = type_def_;
-  CORBA::TypeCode_var old_tc = type_;
-  try {
-    ir_in_update(store_, kFile, __LINE__, text, [&](IrUpdate&) {
-      store_->IRObjectOp(id_handle());
-      ir_remove_type_use(store_, id_handle(), old_def.in(), kFile, __LINE__,
-                         text);
-      ir_add_type_use(store_, id_handle(), type, kFile, __LINE__, text);
-      type_def_ = CORBA::IDLType::_duplicate(type);
-      type_ = ir_member_typecode(type);
-      write_record();
-    });
-  } catch (...) {
-    type_def_ = old_def;
-    type_ = old_tc;
-    throw;
-  }
+  ir_replace_member_type(*this, type_def_, type_, type, kFile, __LINE__,
+                         "CORBA::AttributeDef::type_def(...)");
 }
 
 CORBA::AttributeMode CORBA_AttributeDef_Impl::mode() { return mode_; }

@@ -40,6 +40,17 @@ void ir_remove_type_use(IRStore* store, const StoreHandle& user,
 // TypeCode cannot be marshalled in a reply.  Caller owns the result.
 CORBA::TypeCode_ptr ir_member_typecode(CORBA::IDLType_ptr type);
 
+// The type_def setters of attributes and value members: `t` must be a
+// type of this repository, else base + 0x48 with `text`.  In one store
+// update the object is handed to the store, the use link moves from the
+// named type behind `type_def` to the one behind `t`, `type_def` and
+// `type` (ir_member_typecode of `t`) are replaced and the record of
+// `self` is rewritten.  Any failure leaves both fields as they were.
+void ir_replace_member_type(CORBA_Contained_Impl& self,
+                            CORBA::IDLType_var& type_def,
+                            CORBA::TypeCode_var& type, CORBA::IDLType_ptr t,
+                            const char* file, int line, const char* text);
+
 // Follows a change of repository id in a type reference held by a
 // member: change1ref, and a reference that names `old_id` itself is
 // replaced by one under `new_id`.  Returns 1 when something changed.
@@ -47,8 +58,8 @@ int ir_change_type_ref(CORBA::IDLType_var& ref, const char* old_id,
                        const char* new_id);
 
 // Forgets the contents caches that list `member` as an inherited member
-// (those of the interfaces that derive from its container), after its
-// name or id has changed.
+// (those of the interfaces and value types that derive from its
+// container), after its name or id has changed.
 void ir_forget_inherited_member(CORBA_Contained_Impl* member);
 
 // Raises base + 0x54 with `msgno` and `text`.
@@ -81,6 +92,9 @@ struct IrMemberCreation {
   // container.  Raised after the update is cancelled.
   IrClashReport inherited_clash;
   IrClashReport existing_clash;
+  // Ask `inherited` while a user transaction is open too (value members:
+  // an inherited name is refused whatever the state of TransOn).
+  bool inherited_in_transaction = false;
 };
 
 // The store side of every member creation, in one store update: the

@@ -1,10 +1,12 @@
 #include "ir/containr.h"
 
 #include <cstring>
+#include <unordered_set>
 
 #include "ir/abstradf.h"
 #include "ir/aliasdf.h"
 #include "ir/anontype.h"
+#include "ir/attribdf.h"
 #include "ir/constdf.h"
 #include "ir/containd.h"
 #include "ir/enumdf.h"
@@ -18,6 +20,7 @@
 #include "ir/typeuse.h"
 #include "ir/uniondf.h"
 #include "ir/valuebdf.h"
+#include "ir/valuedf.h"
 #include "store/store_handle.h"
 
 namespace {
@@ -39,6 +42,40 @@ void ir_check_limit_type(CORBA::DefinitionKind limit_type, const char* file,
   if (k > static_cast<CORBA::ULong>(CORBA::dk_AbstractInterface) ||
       limit_type == CORBA::dk_Fixed)
     kaldBadArgument(file, line, text);
+}
+
+void ir_drop_derived_contents_caches(IRStore* store, const std::string& id) {
+  std::vector<std::string> pending{id};
+  std::unordered_set<std::string> seen;
+  while (!pending.empty()) {
+    std::string current = std::move(pending.back());
+    pending.pop_back();
+    IdList derived = ir_store_call(kFile, __LINE__, current.c_str(), [&] {
+      return store->IRDerived(StoreHandle(current));
+    });
+    for (std::string& d : derived) {
+      if (!seen.insert(d).second) continue;
+      Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache(d.c_str()));
+      if (auto* c = dynamic_cast<CORBA_Container_Impl*>(s.in()))
+        c->drop_contents_cache();
+      pending.push_back(std::move(d));
+    }
+  }
+}
+
+std::vector<Servant_ref<CORBA_Contained_Impl>> ir_own_members(
+    IRStore* store, const std::string& container, CORBA::DefinitionKind kind) {
+  IdList ids = ir_store_call(kFile, __LINE__, container.c_str(), [&] {
+    return store->IRChildren(StoreHandle(container), kind);
+  });
+  std::vector<Servant_ref<CORBA_Contained_Impl>> out;
+  out.reserve(ids.size());
+  for (const std::string& id : ids) {
+    Servant_ref<CORBA_Contained_Impl> s(
+        ir_fetch_object(store, id, kFile, __LINE__, id.c_str()));
+    if (s.in()) out.push_back(std::move(s));
+  }
+  return out;
 }
 
 void ir_refuse_create(const char* file, int line) {
@@ -163,7 +200,11 @@ CORBA::ContainedSeq* CORBA_Container_Impl::contents(
   ir_check_limit_type(limit_type, kFile, __LINE__,
                       "CORBA::Container::contents::limit_type");
   cache_contents();
-  bool exclude = exclude_inherited && def_kind_ == CORBA::dk_Interface;
+  // Only interfaces and value types inherit contents.
+  bool exclude =
+      exclude_inherited && (def_kind_ == CORBA::dk_Interface ||
+                            def_kind_ == CORBA::dk_AbstractInterface ||
+                            def_kind_ == CORBA::dk_Value);
   const char* own = container_id();
   CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
   out->length(0);
@@ -627,13 +668,54 @@ CORBA::ExceptionDef_ptr CORBA_Container_Impl::create_exception(
   return ir_ref_as<CORBA::ExceptionDef>(s.in());
 }
 
-// Kinds whose servant classes are not part of this build refuse their
-// create operations like a container kind that does not offer them.
 CORBA::ValueDef_ptr CORBA_Container_Impl::create_value_i(
-    const char*, const char*, const char*, CORBA::Boolean, CORBA::Boolean,
-    CORBA::ValueDef_ptr, CORBA::Boolean, const CORBA::ValueDefSeq&,
-    const CORBA::InterfaceDefSeq&, const CORBA::InitializerSeq&, const char*) {
-  ir_refuse_create(kFile, __LINE__);
+    const char* id, const char* name, const char* version,
+    CORBA::Boolean is_custom, CORBA::Boolean is_abstract,
+    CORBA::ValueDef_ptr base_value, CORBA::Boolean is_truncatable,
+    const CORBA::ValueDefSeq& abstract_base_values,
+    const CORBA::InterfaceDefSeq& supported_interfaces,
+    const CORBA::InitializerSeq& initializers, const char* container_id) {
+  const char* const context = "CORBA::Container::create_value";
+  if (!id || !name || !version)
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_value::null_input");
+  check_name_length(name, "CORBA::Container::create_value::name");
+  if (!CORBA_ValueDef_Impl::supported_interfaces_ok(supported_interfaces))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_value::supported_interfaces");
+  if (!CORBA_ValueDef_Impl::abstract_bases_ok(abstract_base_values))
+    kaldBadArgument(kFile, __LINE__,
+                    "CORBA::Container::create_value::abstract_base_values");
+  // The types that the value type names: its base and the members of its
+  // initializers.
+  if (!CORBA::is_nil(base_value) &&
+      ir_kind_behind(base_value) != CORBA::dk_Value)
+    ir_throw_bad_param(4, kFile, __LINE__, context);
+  for (CORBA::ULong i = 0; i < initializers.length(); ++i) {
+    std::vector<std::string> uses;
+    if (!ir_member_kinds_ok(initializers[i].members) ||
+        !ir_member_uses(initializers[i].members, uses))
+      ir_throw_bad_param(4, kFile, __LINE__, context);
+  }
+  Servant_ref<CORBA_Contained_Impl> s(create_common(
+      id, name, container_id, context,
+      [&] {
+        // The ORB refuses names that are not identifiers: the update is
+        // then cancelled.
+        CORBA::TypeCode_var tc = CORBA_ValueDef_Impl::initial_typecode(
+            id, name,
+            CORBA_ValueDef_Impl::modifier_of(is_custom, is_abstract,
+                                             is_truncatable),
+            base_value);
+        return new CORBA_ValueDef_Impl(
+            id, name, version, container_id, is_custom, is_abstract, base_value,
+            is_truncatable, abstract_base_values, supported_interfaces,
+            initializers, tc._retn());
+      },
+      [&](CORBA_Contained_Impl* c) {
+        CORBA_ValueDef_Impl::_narrow(c)->add_links();
+      }));
+  return ir_ref_as<CORBA::ValueDef>(s.in());
 }
 
 CORBA::ValueBoxDef_ptr CORBA_Container_Impl::create_value_box_i(

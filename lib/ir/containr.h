@@ -168,6 +168,17 @@ class CORBA_Container_Impl : public virtual POA_CORBA::Container,
 void ir_check_limit_type(CORBA::DefinitionKind limit_type, const char* file,
                          int line, const char* text);
 
+// Forgets the contents caches of the cached containers that derive from
+// the definition `id`, at every level: their contents list what they
+// inherit.  Store failures are raised through irobj_parse_throw.
+void ir_drop_derived_contents_caches(IRStore* store, const std::string& id);
+
+// The servants of the direct contents of `container` of one kind, in
+// store order, each with one reference.  Store failures are raised
+// through irobj_parse_throw.
+std::vector<Servant_ref<CORBA_Contained_Impl>> ir_own_members(
+    IRStore* store, const std::string& container, CORBA::DefinitionKind kind);
+
 // Raises base + 0x34: a create operation that this container kind
 // refuses.
 [[noreturn]] void ir_refuse_create(const char* file, int line);

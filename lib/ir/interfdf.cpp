@@ -56,38 +56,6 @@ CORBA::RepositoryIdSeq ids_of(const CORBA::InterfaceDefSeq& bases) {
   }
   return ids;
 }
-
-// The servants of the direct contents of `container` of one kind, in
-// store order, each with one reference.
-std::vector<Servant_ref<CORBA_Contained_Impl>> own_members(
-    IRStore* store, const std::string& container, CORBA::DefinitionKind kind) {
-  IdList ids = ir_store_call(kFile, __LINE__, container.c_str(), [&] {
-    return store->IRChildren(StoreHandle(container), kind);
-  });
-  std::vector<Servant_ref<CORBA_Contained_Impl>> out;
-  out.reserve(ids.size());
-  for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(
-        ir_fetch_object(store, id, kFile, __LINE__, id.c_str()));
-    if (s.in()) out.push_back(std::move(s));
-  }
-  return out;
-}
-
-// Appends the descriptions of `members` (of class Impl; others are
-// skipped) to `seq`, growing it once: every reallocation of a sequence
-// copies all of its descriptions.
-template <class Impl, class Seq, class Convert>
-void append_descriptions(
-    Seq& seq, const std::vector<Servant_ref<CORBA_Contained_Impl>>& members,
-    Convert&& convert) {
-  CORBA::ULong n = seq.length();
-  seq.length(n + static_cast<CORBA::ULong>(members.size()));
-  for (const auto& s : members)
-    if (auto* member = Impl::_narrow(s.in()))
-      seq[n++] = convert(member->description());
-  seq.length(n);
-}
 }  // namespace
 
 CORBA_InterfaceDef_Impl::CORBA_InterfaceDef_Impl(const char* id,
@@ -198,7 +166,7 @@ void CORBA_InterfaceDef_Impl::replace_bases(const CORBA::InterfaceDefSeq& seq,
   };
   for (CORBA::DefinitionKind own_kind :
        {CORBA::dk_Operation, CORBA::dk_Attribute}) {
-    for (const auto& member : own_members(store_, own_id(), own_kind)) {
+    for (const auto& member : ir_own_members(store_, own_id(), own_kind)) {
       std::string name = member->own_name();
       for (const std::string& base : ids) {
         if (offered(base, name, CORBA::dk_Operation)) {
@@ -229,22 +197,7 @@ void CORBA_InterfaceDef_Impl::replace_bases(const CORBA::InterfaceDefSeq& seq,
 void CORBA_InterfaceDef_Impl::drop_inherited_contents_caches(
     bool including_own) {
   if (including_own) drop_contents_cache();
-  std::vector<std::string> pending{own_id()};
-  std::unordered_set<std::string> seen;
-  while (!pending.empty()) {
-    std::string id = std::move(pending.back());
-    pending.pop_back();
-    IdList derived = ir_store_call(kFile, __LINE__, id.c_str(), [&] {
-      return store_->IRDerived(StoreHandle(id));
-    });
-    for (std::string& d : derived) {
-      if (!seen.insert(d).second) continue;
-      Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache(d.c_str()));
-      if (auto* c = dynamic_cast<CORBA_Container_Impl*>(s.in()))
-        c->drop_contents_cache();
-      pending.push_back(std::move(d));
-    }
-  }
+  ir_drop_derived_contents_caches(store_, own_id());
 }
 
 CORBA::Boolean CORBA_InterfaceDef_Impl::is_a(const char* interface_id) {
@@ -317,22 +270,6 @@ CORBA::Contained::Description* CORBA_InterfaceDef_Impl::describe() {
   return d._retn();
 }
 
-namespace {
-// Appends the descriptions of the operations and attributes defined
-// directly in `container`, in store order.
-template <class AttributeSeq, class ToAttribute>
-void describe_members(IRStore* store, const std::string& container,
-                      CORBA::OpDescriptionSeq& operations,
-                      AttributeSeq& attributes, ToAttribute&& to_attribute) {
-  append_descriptions<CORBA_OperationDef_Impl>(
-      operations, own_members(store, container, CORBA::dk_Operation),
-      [](const CORBA::OperationDescription& d) -> const auto& { return d; });
-  append_descriptions<CORBA_AttributeDef_Impl>(
-      attributes, own_members(store, container, CORBA::dk_Attribute),
-      to_attribute);
-}
-}  // namespace
-
 CORBA::InterfaceDef::FullInterfaceDescription*
 CORBA_InterfaceDef_Impl::describe_interface() {
   CORBA::InterfaceDef::FullInterfaceDescription_var full =
@@ -345,8 +282,9 @@ CORBA_InterfaceDef_Impl::describe_interface() {
   full->base_interfaces = ids_of(bases_);
   full->operations.length(0);
   full->attributes.length(0);
-  describe_members(store_, own_id(), full->operations, full->attributes,
-                   [](const CORBA::AttributeDescription& a) { return a; });
+  ir_describe_own_members(
+      store_, own_id(), full->operations, full->attributes,
+      [](const CORBA::AttributeDescription& a) { return a; });
   return full._retn();
 }
 
@@ -379,19 +317,19 @@ CORBA_InterfaceDef_Impl::describe_ext_interface() {
   visit(own_id());
 
   for (const std::string& id : order)
-    describe_members(store_, id, full->operations, full->attributes,
-                     [](const CORBA::AttributeDescription& a) {
-                       IRExt::ExtAttributeDescription ext;
-                       ext.name = a.name;
-                       ext.id = a.id;
-                       ext.defined_in = a.defined_in;
-                       ext.version = a.version;
-                       ext.type = a.type;
-                       ext.mode = a.mode;
-                       ext.get_exceptions.length(0);
-                       ext.put_exceptions.length(0);
-                       return ext;
-                     });
+    ir_describe_own_members(store_, id, full->operations, full->attributes,
+                            [](const CORBA::AttributeDescription& a) {
+                              IRExt::ExtAttributeDescription ext;
+                              ext.name = a.name;
+                              ext.id = a.id;
+                              ext.defined_in = a.defined_in;
+                              ext.version = a.version;
+                              ext.type = a.type;
+                              ext.mode = a.mode;
+                              ext.get_exceptions.length(0);
+                              ext.put_exceptions.length(0);
+                              return ext;
+                            });
   return full._retn();
 }
 

@@ -19,6 +19,8 @@
 #include "ir/structdf.h"
 #include "ir/uniondf.h"
 #include "ir/valuebdf.h"
+#include "ir/valuedf.h"
+#include "ir/valuemdf.h"
 #include "platform/kal_lookup_table.h"
 #include "platform/principal.h"
 #include "platform/qor_log.h"
@@ -369,6 +371,10 @@ CORBA_Contained_Impl* build_servant(CORBA::DefinitionKind kind,
       return new CORBA_OperationDef_Impl(id, name, nullptr, root, nullptr);
     case CORBA::dk_Attribute:
       return new CORBA_AttributeDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_Value:
+      return new CORBA_ValueDef_Impl(id, name, nullptr, root, nullptr);
+    case CORBA::dk_ValueMember:
+      return new CORBA_ValueMemberDef_Impl(id, name, nullptr, root, nullptr);
     default:
       return nullptr;
   }

@@ -5,8 +5,10 @@
 #define IR_IR_OPERATDF_H
 
 #include <functional>
+#include <string>
 
 #include "ir/attribdf.h"
+#include "ir/containr.h"
 
 // The context strings of create_operation of one container kind.
 struct IrOperationTexts {
@@ -34,6 +36,17 @@ CORBA::OperationDef_ptr ir_create_operation(
     CORBA::OperationMode mode, const CORBA::ParDescriptionSeq& params,
     const CORBA::ExceptionDefSeq& exceptions,
     const CORBA::ContextIdSeq& contexts);
+
+// Appends to `operations` and `attributes` the descriptions of the
+// operations and attributes defined directly in `container` (inherited
+// ones excluded), in store order; `to_attribute` turns an
+// AttributeDescription into an element of `attributes`.  Store failures
+// are raised through irobj_parse_throw.
+template <class AttributeSeq, class ToAttribute>
+void ir_describe_own_members(IRStore* store, const std::string& container,
+                             CORBA::OpDescriptionSeq& operations,
+                             AttributeSeq& attributes,
+                             ToAttribute&& to_attribute);
 
 class CORBA_OperationDef_Impl : public virtual POA_IRExt::OperationDef,
                                 public CORBA_Contained_Impl {
@@ -108,5 +121,28 @@ class CORBA_OperationDef_Impl : public virtual POA_IRExt::OperationDef,
 
   State s_;
 };
+
+template <class AttributeSeq, class ToAttribute>
+void ir_describe_own_members(IRStore* store, const std::string& container,
+                             CORBA::OpDescriptionSeq& operations,
+                             AttributeSeq& attributes,
+                             ToAttribute&& to_attribute) {
+  // Each sequence grows once: every reallocation copies all of its
+  // descriptions.
+  auto append = [](auto& seq, const auto& members, auto narrow, auto convert) {
+    CORBA::ULong n = seq.length();
+    seq.length(n + static_cast<CORBA::ULong>(members.size()));
+    for (const auto& s : members)
+      if (auto* member = narrow(s.in())) seq[n++] = convert(member);
+    seq.length(n);
+  };
+  append(operations, ir_own_members(store, container, CORBA::dk_Operation),
+         CORBA_OperationDef_Impl::_narrow,
+         [](CORBA_OperationDef_Impl* op) { return op->description(); });
+  append(attributes, ir_own_members(store, container, CORBA::dk_Attribute),
+         CORBA_AttributeDef_Impl::_narrow, [&](CORBA_AttributeDef_Impl* attr) {
+           return to_attribute(attr->description());
+         });
+}
 
 #endif

@@ -50,7 +50,7 @@ CORBA::Contained::Description* CORBA_TypedefDef_Impl::describe() {
   td.id = own_id();
   td.defined_in = described_defined_in();
   td.version = own_version();
-  td.type = CORBA_IDLType_Impl::type();
+  td.type = type();
   // A nil TypeCode cannot travel in an Any; every typedef has one once
   // it is built or loaded.
   if (CORBA::is_nil(td.type.in()))

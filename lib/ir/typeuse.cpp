@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ir/arraydf.h"
+#include "ir/sequendf.h"
 #include "ir/servant_locator.h"
 #include "store/store_handle.h"
 
@@ -11,8 +13,9 @@ bool contains(const std::vector<std::string>& ids, const std::string& id) {
   return std::find(ids.begin(), ids.end(), id) != ids.end();
 }
 
-// `tc` with every struct, union or exception of `scope` nested in it
-// replaced by its recursive placeholder; nil when nothing was replaced.
+// `tc` with every struct, union, exception or value type of `scope`
+// nested in it replaced by its recursive placeholder; nil when nothing
+// was replaced.
 // `path` holds the ids of the named TypeCodes being walked: a resolved
 // recursive TypeCode leads back to one of them, and the walk stops there.
 CORBA::TypeCode_ptr close_onto(CORBA::TypeCode_ptr tc,
@@ -70,10 +73,49 @@ CORBA::TypeCode_ptr close_onto(CORBA::TypeCode_ptr tc,
                  ? orb->create_struct_tc(id.c_str(), name, members)
                  : orb->create_exception_tc(id.c_str(), name, members);
     }
+    case CORBA::tk_value: {
+      std::string id = tc->id();
+      if (contains(scope, id)) return orb->create_recursive_tc(id.c_str());
+      if (contains(path, id)) return CORBA::TypeCode::_nil();
+      path.push_back(id);
+      bool changed = false;
+      // The concrete base is closed only when it is not itself a
+      // definition being built: a value TypeCode cannot have a recursive
+      // placeholder as its base.
+      CORBA::TypeCode_var base = tc->concrete_base_type();
+      if (CORBA::is_nil(base.in()))
+        base = CORBA::TypeCode::_duplicate(CORBA::_tc_null);
+      if (base->kind() == CORBA::tk_value &&
+          !contains(scope, std::string(base->id()))) {
+        CORBA::TypeCode_var closed = close_onto(base, scope, path);
+        if (!CORBA::is_nil(closed.in())) {
+          base = closed._retn();
+          changed = true;
+        }
+      }
+      CORBA::ULong n = tc->member_count();
+      CORBA::ValueMemberSeq members;
+      members.length(n);
+      for (CORBA::ULong i = 0; i < n; ++i) {
+        CORBA::TypeCode_var member = tc->member_type(i);
+        CORBA::TypeCode_var closed = close_onto(member, scope, path);
+        members[i].name = tc->member_name(i);
+        members[i].access = tc->member_visibility(i);
+        if (CORBA::is_nil(closed.in())) {
+          members[i].type = member._retn();
+        } else {
+          members[i].type = closed._retn();
+          changed = true;
+        }
+      }
+      path.pop_back();
+      if (!changed) return CORBA::TypeCode::_nil();
+      return orb->create_value_tc(id.c_str(), tc->name(), tc->type_modifier(),
+                                  base, members);
+    }
     case CORBA::tk_sequence:
     case CORBA::tk_array:
-    case CORBA::tk_alias:
-    case CORBA::tk_value_box: {
+    case CORBA::tk_alias: {
       CORBA::TypeCode_var content = tc->content_type();
       CORBA::TypeCode_var inner = close_onto(content, scope, path);
       if (CORBA::is_nil(inner.in())) return CORBA::TypeCode::_nil();
@@ -81,16 +123,67 @@ CORBA::TypeCode_ptr close_onto(CORBA::TypeCode_ptr tc,
         return orb->create_sequence_tc(tc->length(), inner);
       if (kind == CORBA::tk_array)
         return orb->create_array_tc(tc->length(), inner);
-      if (kind == CORBA::tk_alias)
-        return orb->create_alias_tc(tc->id(), tc->name(), inner);
-      return orb->create_value_box_tc(tc->id(), tc->name(), inner);
+      return orb->create_alias_tc(tc->id(), tc->name(), inner);
     }
+    // omniORB resolves no recursive placeholder inside a value box: the
+    // box keeps the TypeCode it was built with.
+    case CORBA::tk_value_box:
     default:
       return CORBA::TypeCode::_nil();
   }
 }
 
+bool unresolved_in_box(CORBA::TypeCode_ptr tc, bool in_box,
+                       std::vector<std::string>& path, int depth) {
+  if (depth > 2 * kMaxTypeNesting) return false;
+  CORBA::TCKind kind;
+  try {
+    kind = tc->kind();
+  } catch (const CORBA::BAD_TYPECODE&) {
+    return in_box;
+  }
+  switch (kind) {
+    case CORBA::tk_struct:
+    case CORBA::tk_except:
+    case CORBA::tk_union:
+    case CORBA::tk_value: {
+      // A resolved recursion leads back to a TypeCode on the path.
+      std::string id = tc->id();
+      if (contains(path, id)) return false;
+      path.push_back(id);
+      bool found = false;
+      for (CORBA::ULong i = 0; !found && i < tc->member_count(); ++i) {
+        CORBA::TypeCode_var member = tc->member_type(i);
+        found = unresolved_in_box(member, in_box, path, depth + 1);
+      }
+      if (!found && kind == CORBA::tk_value) {
+        CORBA::TypeCode_var base = tc->concrete_base_type();
+        if (!CORBA::is_nil(base.in()))
+          found = unresolved_in_box(base, in_box, path, depth + 1);
+      }
+      path.pop_back();
+      return found;
+    }
+    case CORBA::tk_sequence:
+    case CORBA::tk_array:
+    case CORBA::tk_alias:
+    case CORBA::tk_value_box: {
+      CORBA::TypeCode_var content = tc->content_type();
+      return unresolved_in_box(content, in_box || kind == CORBA::tk_value_box,
+                               path, depth + 1);
+    }
+    default:
+      return false;
+  }
+}
+
 }  // namespace
+
+bool ir_unresolved_in_box(CORBA::TypeCode_ptr tc) {
+  if (CORBA::is_nil(tc)) return false;
+  std::vector<std::string> path;
+  return unresolved_in_box(tc, false, path, 0);
+}
 
 CORBA::DefinitionKind ir_type_kind(CORBA::IDLType_ptr type) {
   if (CORBA::is_nil(type)) return CORBA::dk_none;
@@ -139,11 +232,37 @@ std::vector<std::string> ir_recursion_scope(IRStore* store, const char* self_id,
 
 CORBA::TypeCode_ptr ir_use_typecode(CORBA::IDLType_ptr type,
                                     const std::vector<std::string>& scope) {
-  CORBA::TypeCode_var tc = ir_referenced_typecode(type);
-  if (CORBA::is_nil(tc.in()) || scope.empty()) return tc._retn();
+  return ir_close_typecode(ir_referenced_typecode(type), scope);
+}
+
+CORBA::TypeCode_ptr ir_close_typecode(CORBA::TypeCode_ptr tc,
+                                      const std::vector<std::string>& scope) {
+  CORBA::TypeCode_var held(tc);
+  if (CORBA::is_nil(held.in()) || scope.empty()) return held._retn();
   std::vector<std::string> path;
-  CORBA::TypeCode_ptr closed = close_onto(tc, scope, path);
-  return CORBA::is_nil(closed) ? tc._retn() : closed;
+  CORBA::TypeCode_ptr closed = close_onto(held, scope, path);
+  return CORBA::is_nil(closed) ? held._retn() : closed;
+}
+
+CORBA::TypeCode_ptr ir_fresh_typecode(CORBA::IDLType_ptr type) {
+  Servant_ref<CORBA_IRObject_Impl> s(CORBA_IDLType_Impl::get_impl(type));
+  CORBA::IDLType_ptr element = CORBA::IDLType::_nil();
+  CORBA::ULong bound = 0;
+  if (auto* seq = CORBA_SequenceDef_Impl::_narrow(s.in())) {
+    element = seq->element();
+    bound = seq->bound();
+  } else if (auto* arr = CORBA_ArrayDef_Impl::_narrow(s.in())) {
+    element = arr->element();
+    bound = arr->length();
+  } else {
+    return ir_referenced_typecode(type);
+  }
+  // Element chains are bounded (the element setters refuse deeper ones).
+  CORBA::TypeCode_var inner = ir_fresh_typecode(element);
+  if (CORBA::is_nil(inner.in())) return CORBA::TypeCode::_nil();
+  if (s->def_kind() == CORBA::dk_Sequence)
+    return ir_orb()->create_sequence_tc(bound, inner);
+  return ir_orb()->create_array_tc(bound, inner);
 }
 
 void ir_replace_uses(IRStore* store, const StoreHandle& user,

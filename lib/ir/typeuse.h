@@ -32,13 +32,30 @@ std::vector<std::string> ir_recursion_scope(IRStore* store, const char* self_id,
 
 // The TypeCode of a use of `type` by a definition whose recursion scope
 // is `scope`: type() of `type`, or its recursive placeholder while it has
-// none, in which every struct, union or exception whose id is in `scope`
-// is replaced by the recursive placeholder of that id, so that the
-// TypeCode built around it closes onto the definition itself (as a
-// compiled TypeCode does).  Nil when `type` has no TypeCode.  Caller
-// owns the result.
+// none, in which every struct, union, exception or value type whose id
+// is in `scope` is replaced by the recursive placeholder of that id, so
+// that the TypeCode built around it closes onto the definition itself
+// (as a compiled TypeCode does).  Nil when `type` has no TypeCode.
+// Caller owns the result.
 CORBA::TypeCode_ptr ir_use_typecode(CORBA::IDLType_ptr type,
                                     const std::vector<std::string>& scope);
+
+// `tc` (adopted) closed onto `scope` as ir_use_typecode does.  Caller
+// owns the result.
+CORBA::TypeCode_ptr ir_close_typecode(CORBA::TypeCode_ptr tc,
+                                      const std::vector<std::string>& scope);
+
+// The TypeCode of `type` built again through its sequence and array
+// layers from the TypeCodes their innermost types have now, so that a
+// named type whose members or id changed after the anonymous objects
+// were made is seen as it is; ir_referenced_typecode for other types.
+// Nil when a type has none.  Caller owns the result.
+CORBA::TypeCode_ptr ir_fresh_typecode(CORBA::IDLType_ptr type);
+
+// True when a value box in `tc` holds a recursive placeholder that no
+// TypeCode has resolved: omniORB resolves none inside a value box, so
+// such a TypeCode names a type it cannot describe.
+bool ir_unresolved_in_box(CORBA::TypeCode_ptr tc);
 
 // Replaces use links of `user`: one link removed per id of `removed`,
 // one added per id of `added`.  Runs inside the caller's store update;

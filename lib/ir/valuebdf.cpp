@@ -27,3 +27,15 @@ CORBA_ValueBoxDef_Impl* CORBA_ValueBoxDef_Impl::_narrow(
              ? dynamic_cast<CORBA_ValueBoxDef_Impl*>(p)
              : nullptr;
 }
+
+CORBA::TypeCode_ptr CORBA_ValueBoxDef_Impl::type() {
+  if (ir_unresolved_in_box(cached_tc_.in())) {
+    CORBA::TypeCode_var original = ir_fresh_typecode(original_.in());
+    if (!CORBA::is_nil(original.in())) {
+      CORBA::TypeCode_var tc =
+          IrValueBoxTraits::make_tc(own_id(), own_name(), original);
+      if (!ir_unresolved_in_box(tc)) cached_tc_ = tc._retn();
+    }
+  }
+  return CORBA_IDLType_Impl::type();
+}

@@ -30,6 +30,13 @@ class CORBA_ValueBoxDef_Impl
                          const char* defined_in);
 
   static CORBA_ValueBoxDef_Impl* _narrow(CORBA_IRObject_Impl* p);
+
+  // The value box TypeCode.  omniORB resolves no recursive placeholder
+  // inside a value box: a box read while the type it boxes was being
+  // loaded (a value type holding boxes of itself) took one, and builds
+  // its TypeCode again from the boxed type as it is now once that type
+  // has one.
+  CORBA::TypeCode_ptr type() override;
 };
 
 #endif
