@@ -78,6 +78,11 @@ int StoreCode(int rc) {
   }
 }
 
+// Contents in creation order: (parent, seq) without a sort.  Databases
+// made before this index existed get it when a writer opens them.
+constexpr const char kParentIndexSql[] =
+    "CREATE INDEX IF NOT EXISTS record_parent ON record(parent)";
+
 std::string SchemaSql() {
   return "BEGIN IMMEDIATE;"
          "CREATE TABLE record("
@@ -89,7 +94,9 @@ std::string SchemaSql() {
          "  ON UPDATE CASCADE ON DELETE CASCADE,"
          " body BLOB NOT NULL);"
          "CREATE INDEX record_parent_name ON record(parent, name);"
-         "CREATE INDEX record_name ON record(name);"
+         "CREATE INDEX record_name ON record(name);" +
+         std::string(kParentIndexSql) +
+         ";"
          "CREATE TABLE link("
          " src TEXT NOT NULL REFERENCES record(id)"
          "  ON UPDATE CASCADE ON DELETE CASCADE,"
@@ -528,6 +535,7 @@ void IRDB::Impl::CheckFile() {
                " AND name IN ('record', 'link')") != 2) {
     Refuse("is damaged: tables are missing");
   }
+  if (!read_only) Exec(kParentIndexSql);
 }
 
 sqlite3_stmt* IRDB::Impl::Prepare(std::string_view text) {
