@@ -829,6 +829,16 @@ TEST_F(StoreTest, QueryPlansUseIndexes) {
     }
   }
   EXPECT_EQ(searches, 2);
+  // A container's own contents come in creation order from the index on
+  // the parent, without sorting them per call.
+  int children = 0;
+  for (const auto& plan : plans) {
+    if (plan.rfind("SELECT id FROM record WHERE parent = ?1 AND (?2", 0) != 0)
+      continue;
+    ++children;
+    EXPECT_EQ(plan.find("TEMP B-TREE"), std::string::npos) << plan;
+  }
+  EXPECT_EQ(children, 1);
 }
 
 // --- FailingStore ------------------------------------------------------------
