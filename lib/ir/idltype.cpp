@@ -41,10 +41,8 @@ class StreamDepthGuard {
 // The element reference of a sequence or array servant, duplicated; nil
 // for other servants.
 CORBA::IDLType_ptr element_of(CORBA_IRObject_Impl* s) {
-  if (auto* seq = CORBA_SequenceDef_Impl::_narrow(s))
-    return CORBA::IDLType::_duplicate(seq->element());
-  if (auto* arr = CORBA_ArrayDef_Impl::_narrow(s))
-    return CORBA::IDLType::_duplicate(arr->element());
+  if (auto* holder = CORBA_ElementType_Impl::_narrow(s))
+    return CORBA::IDLType::_duplicate(holder->element());
   return CORBA::IDLType::_nil();
 }
 
@@ -212,11 +210,8 @@ void narrow_and_continue_streaming(CORBA::IDLType_ptr type,
         p->stream_in_line(enc);
       break;
     case CORBA::dk_Sequence:
-      if (auto* p = CORBA_SequenceDef_Impl::_narrow(s.in()))
-        p->stream_in_line(enc);
-      break;
     case CORBA::dk_Array:
-      if (auto* p = CORBA_ArrayDef_Impl::_narrow(s.in()))
+      if (auto* p = CORBA_ElementType_Impl::_narrow(s.in()))
         p->stream_in_line(enc);
       break;
     default:
@@ -370,10 +365,8 @@ int change1ref(CORBA::IDLType_ptr type, const char* old_id,
     // the caller itself is the caller's to replace.
     if (holder.in() && c) {
       CORBA::IDLType_var fresh = ir_ref_as<CORBA::IDLType>(c);
-      if (auto* seq = CORBA_SequenceDef_Impl::_narrow(holder.in()))
-        seq->repoint_element(fresh.in());
-      else if (auto* arr = CORBA_ArrayDef_Impl::_narrow(holder.in()))
-        arr->repoint_element(fresh.in());
+      if (auto* anonymous = CORBA_ElementType_Impl::_narrow(holder.in()))
+        anonymous->repoint_element(fresh.in());
     }
     return 1;
   }

@@ -3,51 +3,35 @@
 #ifndef IR_IR_SEQUENDF_H
 #define IR_IR_SEQUENDF_H
 
-#include <string>
-
-#include "ir/idltype.h"
+#include "ir/elemtype.h"
 
 class CORBA_SequenceDef_Impl : public virtual POA_CORBA::SequenceDef,
-                               public CORBA_IDLType_Impl {
+                               public CORBA_ElementType_Impl {
  public:
-  // Duplicates `element` (the caller keeps its own reference); the
-  // TypeCode argument is not used.  The TypeCode is built from the
-  // element's (its recursive placeholder while the element is being
-  // built); it stays nil when the element has none, as when the element
-  // read from a record no longer exists.
+  // Duplicates `element`; the TypeCode argument is not used.
   CORBA_SequenceDef_Impl(CORBA::ULong bound, CORBA::TypeCode_ptr ignored,
                          CORBA::IDLType_ptr element);
   ~CORBA_SequenceDef_Impl() override;
 
   // IDL
-  CORBA::ULong bound() override;
+  CORBA::ULong bound() override { return size(); }
   // Any bound, 0 (unbounded) included; the same bound changes nothing.
-  void bound(CORBA::ULong bound) override;
-  CORBA::TypeCode_ptr element_type() override;
-  CORBA::IDLType_ptr element_type_def() override;
+  void bound(CORBA::ULong bound) override { set_size(bound); }
+  CORBA::TypeCode_ptr element_type() override { return element_typecode(); }
+  CORBA::IDLType_ptr element_type_def() override {
+    return CORBA::IDLType::_duplicate(element());
+  }
   // Refuses (base + 0x48) what is not a type of this repository, and an
   // element that contains this sequence or nests too deep.
   void element_type_def(CORBA::IDLType_ptr element) override;
-  void destroy() override;
+  // Does nothing: the servant goes when its last reference is released.
+  void destroy() override {}
 
-  std::string object_key() override;
-  // Writes dk_Sequence, the bound, then the element's in-line form.
-  void stream_in_line(Encapsulation& e);
   static CORBA_SequenceDef_Impl* _narrow(CORBA_IRObject_Impl* p);
 
-  // The element reference, not duplicated (may be nil).
-  CORBA::IDLType_ptr element() const { return element_.in(); }
-  // Replaces the element reference without any check or TypeCode
-  // change (the element's repository id has changed).
-  void repoint_element(CORBA::IDLType_ptr element);
-
  private:
-  void rebuild_typecode();
-
-  CORBA::ULong bound_;
-  CORBA::IDLType_var element_;
-  CORBA::TypeCode_var element_tc_;
-  std::string oid_;
+  CORBA::TypeCode_ptr make_typecode(CORBA::ULong bound,
+                                    CORBA::TypeCode_ptr element) override;
 };
 
 #endif

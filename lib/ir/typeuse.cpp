@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "ir/arraydf.h"
-#include "ir/sequendf.h"
+#include "ir/elemtype.h"
 #include "ir/servant_locator.h"
 #include "store/store_handle.h"
 
@@ -248,12 +247,9 @@ CORBA::TypeCode_ptr ir_fresh_typecode(CORBA::IDLType_ptr type) {
   Servant_ref<CORBA_IRObject_Impl> s(CORBA_IDLType_Impl::get_impl(type));
   CORBA::IDLType_ptr element = CORBA::IDLType::_nil();
   CORBA::ULong bound = 0;
-  if (auto* seq = CORBA_SequenceDef_Impl::_narrow(s.in())) {
-    element = seq->element();
-    bound = seq->bound();
-  } else if (auto* arr = CORBA_ArrayDef_Impl::_narrow(s.in())) {
-    element = arr->element();
-    bound = arr->length();
+  if (auto* holder = CORBA_ElementType_Impl::_narrow(s.in())) {
+    element = holder->element();
+    bound = holder->size();
   } else {
     return ir_referenced_typecode(type);
   }
