@@ -1149,6 +1149,37 @@ CORBA::UnionMemberSeq DefinitionFeeder::union_members(const DefRecord& d) {
   return seq;
 }
 
+namespace {
+// Puts `v` into `a` as the integral, boolean or character primitive
+// named `type` (the back-end's names); false for any other type.
+bool put_integral(CORBA::Any& a, const std::string& type, long long v) {
+  if (type == "short") {
+    a <<= static_cast<CORBA::Short>(v);
+  } else if (type == "long") {
+    a <<= static_cast<CORBA::Long>(v);
+  } else if (type == "ushort") {
+    a <<= static_cast<CORBA::UShort>(v);
+  } else if (type == "ulong") {
+    a <<= static_cast<CORBA::ULong>(v);
+  } else if (type == "longlong") {
+    a <<= static_cast<CORBA::LongLong>(v);
+  } else if (type == "ulonglong") {
+    a <<= static_cast<CORBA::ULongLong>(v);
+  } else if (type == "boolean") {
+    a <<= CORBA::Any::from_boolean(v != 0);
+  } else if (type == "char") {
+    a <<= CORBA::Any::from_char(static_cast<CORBA::Char>(v));
+  } else if (type == "wchar") {
+    a <<= CORBA::Any::from_wchar(static_cast<CORBA::WChar>(v));
+  } else if (type == "octet") {
+    a <<= CORBA::Any::from_octet(static_cast<CORBA::Octet>(v));
+  } else {
+    return false;
+  }
+  return true;
+}
+}  // namespace
+
 CORBA::Any* DefinitionFeeder::label_any(const DefRecord& d,
                                         const std::string& label) {
   CORBA::Any_var a = new CORBA::Any;
@@ -1162,30 +1193,8 @@ CORBA::Any* DefinitionFeeder::label_any(const DefRecord& d,
     CORBA::TypeCode_var tc = type_code_of(disc);
     return codec_.make_enum(tc, static_cast<CORBA::ULong>(v));
   }
-  const std::string& n = disc.name;
-  if (n == "short") {
-    a <<= static_cast<CORBA::Short>(v);
-  } else if (n == "long") {
-    a <<= static_cast<CORBA::Long>(v);
-  } else if (n == "ushort") {
-    a <<= static_cast<CORBA::UShort>(v);
-  } else if (n == "ulong") {
-    a <<= static_cast<CORBA::ULong>(v);
-  } else if (n == "longlong") {
-    a <<= static_cast<CORBA::LongLong>(v);
-  } else if (n == "ulonglong") {
-    a <<= static_cast<CORBA::ULongLong>(v);
-  } else if (n == "boolean") {
-    a <<= CORBA::Any::from_boolean(v != 0);
-  } else if (n == "char") {
-    a <<= CORBA::Any::from_char(static_cast<CORBA::Char>(v));
-  } else if (n == "wchar") {
-    a <<= CORBA::Any::from_wchar(static_cast<CORBA::WChar>(v));
-  } else if (n == "octet") {
-    a <<= CORBA::Any::from_octet(static_cast<CORBA::Octet>(v));
-  } else {
-    fail("a union cannot switch on " + n);
-  }
+  if (!put_integral(a.inout(), disc.name, v))
+    fail("a union cannot switch on " + disc.name);
   return a._retn();
 }
 
@@ -1234,29 +1243,8 @@ CORBA::Any* DefinitionFeeder::constant_any(const DefRecord& d) {
   } else if (n == "ulonglong") {
     a <<= static_cast<CORBA::ULongLong>(
         std::strtoull(value.c_str(), nullptr, 10));
-  } else {
-    long long v = integer_of(value);
-    if (n == "short") {
-      a <<= static_cast<CORBA::Short>(v);
-    } else if (n == "long") {
-      a <<= static_cast<CORBA::Long>(v);
-    } else if (n == "ushort") {
-      a <<= static_cast<CORBA::UShort>(v);
-    } else if (n == "ulong") {
-      a <<= static_cast<CORBA::ULong>(v);
-    } else if (n == "longlong") {
-      a <<= static_cast<CORBA::LongLong>(v);
-    } else if (n == "boolean") {
-      a <<= CORBA::Any::from_boolean(v != 0);
-    } else if (n == "char") {
-      a <<= CORBA::Any::from_char(static_cast<CORBA::Char>(v));
-    } else if (n == "wchar") {
-      a <<= CORBA::Any::from_wchar(static_cast<CORBA::WChar>(v));
-    } else if (n == "octet") {
-      a <<= CORBA::Any::from_octet(static_cast<CORBA::Octet>(v));
-    } else {
-      fail("a constant cannot have the type " + n);
-    }
+  } else if (!put_integral(a.inout(), n, integer_of(value))) {
+    fail("a constant cannot have the type " + n);
   }
   return a._retn();
 }
