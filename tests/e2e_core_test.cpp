@@ -21,26 +21,13 @@ namespace {
 constexpr CORBA::ULong kMinorBase = 0x51520000UL;
 constexpr CORBA::ULong kMinorBadArgument = kMinorBase + 0x48;
 
-// The lines of `text` (a trailing newline ends the last line).
-std::vector<std::string> lines_of(const std::string& text) {
-  std::vector<std::string> lines;
-  std::string::size_type start = 0;
-  while (start < text.size()) {
-    std::string::size_type nl = text.find('\n', start);
-    if (nl == std::string::npos) nl = text.size();
-    lines.push_back(text.substr(start, nl - start));
-    start = nl + 1;
-  }
-  return lines;
-}
-
 // Checks that a failed start said why in exactly one line on standard
 // error, starting with "irserver: cannot start: ".
 void expect_one_line_reason(const ProcessResult& r) {
   EXPECT_FALSE(r.timed_out) << r.describe();
   EXPECT_TRUE(r.exited) << r.describe();
   EXPECT_EQ(r.exit_status, 1) << r.describe();
-  std::vector<std::string> lines = lines_of(r.err);
+  std::vector<std::string> lines = text_lines(r.err);
   ASSERT_EQ(lines.size(), 1u) << r.describe();
   EXPECT_EQ(lines[0].rfind("irserver: cannot start: ", 0), 0u) << lines[0];
   EXPECT_GT(lines[0].size(), std::string("irserver: cannot start: ").size());
@@ -67,7 +54,7 @@ TEST_F(IrServerE2E, UnknownOptionIsOneLineAndStatusTwo) {
     ProcessResult r = run_irserver({"--no-such-option"});
     EXPECT_TRUE(r.exited && r.exit_status == 2) << r.describe();
     EXPECT_EQ(r.out, "");
-    std::vector<std::string> lines = lines_of(r.err);
+    std::vector<std::string> lines = text_lines(r.err);
     ASSERT_EQ(lines.size(), 1u) << r.err;
     EXPECT_NE(lines[0].find("--no-such-option"), std::string::npos) << lines[0];
   });
@@ -81,7 +68,7 @@ TEST_F(IrServerE2E, BadOptionValuesAreStatusTwo) {
           std::vector<std::string>{"-ORBtraceLevel"}}) {
       ProcessResult r = run_irserver(args);
       EXPECT_TRUE(r.exited && r.exit_status == 2) << args[0] << r.describe();
-      EXPECT_EQ(lines_of(r.err).size(), 1u) << args[0] << r.describe();
+      EXPECT_EQ(text_lines(r.err).size(), 1u) << args[0] << r.describe();
     }
   });
 }
@@ -331,7 +318,7 @@ TEST_F(IrServerE2E, GarbageDatabaseIsRefusedAndLeftAlone) {
     std::string garbage;
     while (garbage.size() < 8192)
       garbage += "This file is not a database of any kind. ";
-    write_file(db, garbage);
+    write_text(db, garbage);
 
     ProcessResult r =
         run_irserver({"--db", db, "--endpoint",
@@ -351,7 +338,7 @@ TEST_F(IrServerE2E, DamagedDatabaseHeaderIsRefused) {
     ASSERT_GT(bytes.size(), 100u);
     // The first 100 bytes are the database header.
     for (std::size_t i = 0; i < 100; ++i) bytes[i] = static_cast<char>(0xA5);
-    write_file(server.db_path, bytes);
+    write_text(server.db_path, bytes);
 
     ProcessResult r =
         run_irserver({"--db", server.db_path, "--endpoint",

@@ -33,11 +33,16 @@ std::string errno_text(const std::string& what) {
   return what + ": " + std::strerror(errno);
 }
 
-// Forks and executes args[0] with standard input from /dev/null and the
-// two outputs on the given descriptors.  Everything the child needs is
-// prepared before fork(): the parent has ORB threads, so the child may
-// only make system calls until exec.  Returns the pid, or -1.
-pid_t spawn(const std::vector<std::string>& args, int out_fd, int err_fd) {
+int open_output_file(const std::string& path) {
+  return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+}
+
+}  // namespace
+
+// Everything the child needs is prepared before fork(): the parent has
+// ORB threads, so the child may only make system calls until exec.
+pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
+                    int err_fd) {
   std::vector<char*> argv;
   for (const std::string& a : args)
     argv.push_back(const_cast<char*>(a.c_str()));
@@ -61,8 +66,8 @@ pid_t spawn(const std::vector<std::string>& args, int out_fd, int err_fd) {
     signal(SIGPIPE, SIG_DFL);
     signal(SIGINT, SIG_DFL);
     signal(SIGTERM, SIG_DFL);
-    execv(argv[0], argv.data());
-    static const char kMsg[] = "e2e harness: exec of irserver failed\n";
+    execvp(argv[0], argv.data());
+    static const char kMsg[] = "e2e harness: exec failed\n";
     ssize_t ignored = write(2, kMsg, sizeof kMsg - 1);
     (void)ignored;
     _exit(127);
@@ -73,8 +78,7 @@ pid_t spawn(const std::vector<std::string>& args, int out_fd, int err_fd) {
   return pid;
 }
 
-// Waits for `pid` for up to `timeout_ms`, then kills it.
-ProcessResult wait_for(pid_t pid, int timeout_ms) {
+ProcessResult wait_for_process(pid_t pid, int timeout_ms) {
   ProcessResult result;
   auto deadline =
       std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
@@ -103,21 +107,6 @@ ProcessResult wait_for(pid_t pid, int timeout_ms) {
   return result;
 }
 
-int open_output_file(const std::string& path) {
-  return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-}
-
-}  // namespace
-
-pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
-                    int err_fd) {
-  return spawn(args, out_fd, err_fd);
-}
-
-ProcessResult wait_for_process(pid_t pid, int timeout_ms) {
-  return wait_for(pid, timeout_ms);
-}
-
 std::string ProcessResult::describe() const {
   std::ostringstream s;
   if (timed_out) s << "timed out (killed); ";
@@ -127,6 +116,7 @@ std::string ProcessResult::describe() const {
     s << "signal " << term_signal;
   else
     s << "no status";
+  if (!out.empty()) s << "; stdout: [" << out << "]";
   s << "; stderr: [" << err << "]";
   return s.str();
 }
@@ -153,19 +143,18 @@ std::string TempDir::file(const std::string& name) const {
   return path_ + "/" + name;
 }
 
-std::string irserver_path() {
+std::string build_path(const std::string& name) {
   const char* dir = std::getenv("IR_BUILD_DIR");
-  if (dir && *dir) return std::string(dir) + "/irserver";
+  if (dir && *dir) return std::string(dir) + "/" + name;
   std::error_code ec;
   fs::path self = fs::read_symlink("/proc/self/exe", ec);
   if (!ec) {
     for (const fs::path& candidate :
-         {self.parent_path() / "irserver",
-          self.parent_path().parent_path() / "irserver"}) {
+         {self.parent_path() / name, self.parent_path().parent_path() / name}) {
       if (fs::exists(candidate, ec)) return candidate.string();
     }
   }
-  return "irserver";
+  return name;
 }
 
 int free_tcp_port() {
@@ -193,21 +182,44 @@ std::string read_file(const std::string& path) {
   return s.str();
 }
 
+void write_text(const std::string& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << text;
+}
+
+std::vector<std::string> text_lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::string::size_type start = 0;
+  while (start < text.size()) {
+    std::string::size_type nl = text.find('\n', start);
+    if (nl == std::string::npos) nl = text.size();
+    lines.push_back(text.substr(start, nl - start));
+    start = nl + 1;
+  }
+  return lines;
+}
+
 ProcessResult run_irserver(const std::vector<std::string>& args,
                            int timeout_ms) {
+  std::vector<std::string> argv{irserver_path()};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return run_process(argv, timeout_ms);
+}
+
+ProcessResult run_process(const std::vector<std::string>& argv,
+                          int timeout_ms) {
   TempDir outputs;
   std::string out_path = outputs.file("stdout"),
               err_path = outputs.file("stderr");
   int out_fd = open_output_file(out_path);
   int err_fd = open_output_file(err_path);
-  std::vector<std::string> argv{irserver_path()};
-  argv.insert(argv.end(), args.begin(), args.end());
   ProcessResult result;
-  pid_t pid = (out_fd >= 0 && err_fd >= 0) ? spawn(argv, out_fd, err_fd) : -1;
+  pid_t pid =
+      (out_fd >= 0 && err_fd >= 0) ? spawn_process(argv, out_fd, err_fd) : -1;
   if (pid < 0) {
-    result.err = errno_text("starting irserver");
+    result.err = errno_text("starting " + argv[0]);
   } else {
-    result = wait_for(pid, timeout_ms);
+    result = wait_for_process(pid, timeout_ms);
   }
   if (out_fd >= 0) close(out_fd);
   if (err_fd >= 0) close(err_fd);
@@ -251,7 +263,7 @@ std::string IrServerProcess::start() {
     close(pipe_fds[1]);
     return errno_text("open " + stderr_path_);
   }
-  pid_ = spawn(argv, pipe_fds[1], err_fd);
+  pid_ = spawn_process(argv, pipe_fds[1], err_fd);
   int spawn_errno = errno;
   close(pipe_fds[1]);
   close(err_fd);
@@ -301,7 +313,7 @@ std::string IrServerProcess::start() {
 }
 
 ProcessResult IrServerProcess::wait_for_end(int timeout_ms) {
-  ProcessResult result = wait_for(pid_, timeout_ms);
+  ProcessResult result = wait_for_process(pid_, timeout_ms);
   pid_ = -1;
   if (stdout_fd_ >= 0) close(stdout_fd_);
   stdout_fd_ = -1;
