@@ -85,29 +85,23 @@ CORBA::ParameterDescription Param(const char* name, CORBA::IDLType_ptr type,
   return p;
 }
 
-// The exception EchoTest::Refused.
-CORBA::ExceptionDef_ptr DefineRefused(CORBA::Repository_ptr repo,
-                                      CORBA::ModuleDef_ptr module) {
-  CORBA::PrimitiveDef_var string_type = repo->get_primitive(CORBA::pk_string);
-  CORBA::PrimitiveDef_var long_type = repo->get_primitive(CORBA::pk_long);
+// Defines module EchoTest with the exception Refused and the interfaces
+// Base and Echo.
+void DefineEcho(CORBA::Repository_ptr repo, CORBA::ModuleDef_ptr m) {
+  CORBA::PrimitiveDef_var l = repo->get_primitive(CORBA::pk_long);
+  CORBA::PrimitiveDef_var s = repo->get_primitive(CORBA::pk_string);
   CORBA::StructMemberSeq members;
   members.length(2);
   members[0].name = "reason";
-  members[0].type = string_type->type();
-  members[0].type_def = CORBA::IDLType::_duplicate(string_type);
+  members[0].type = s->type();
+  members[0].type_def = CORBA::IDLType::_duplicate(s);
   members[1].name = "code";
-  members[1].type = long_type->type();
-  members[1].type_def = CORBA::IDLType::_duplicate(long_type);
-  return module->create_exception("IDL:EchoTest/Refused:1.0", "Refused", "1.0",
-                                  members);
-}
-
-// Defines module EchoTest with Base and Echo; `refuse` (which raises
-// Refused) only when `refused` is not nil.
-void DefineEcho(CORBA::Repository_ptr repo, CORBA::ModuleDef_ptr m,
-                CORBA::ExceptionDef_ptr refused) {
-  CORBA::PrimitiveDef_var l = repo->get_primitive(CORBA::pk_long);
-  CORBA::PrimitiveDef_var s = repo->get_primitive(CORBA::pk_string);
+  members[1].type = l->type();
+  members[1].type_def = CORBA::IDLType::_duplicate(l);
+  CORBA::ExceptionDefSeq refused;
+  refused.length(1);
+  refused[0] = m->create_exception("IDL:EchoTest/Refused:1.0", "Refused", "1.0",
+                                   members);
   CORBA::PrimitiveDef_var d = repo->get_primitive(CORBA::pk_double);
   CORBA::PrimitiveDef_var v = repo->get_primitive(CORBA::pk_void);
   CORBA::SequenceDef_var longs = repo->create_sequence(0, l);
@@ -150,13 +144,8 @@ void DefineEcho(CORBA::Repository_ptr repo, CORBA::ModuleDef_ptr m,
   p.length(1);
   p[0] = Param("other", echo, CORBA::PARAM_IN);
   op("self_ref", echo, p, none);
-  if (!CORBA::is_nil(refused)) {
-    CORBA::ExceptionDefSeq raises;
-    raises.length(1);
-    raises[0] = CORBA::ExceptionDef::_duplicate(refused);
-    p[0] = Param("why", s, CORBA::PARAM_IN);
-    op("refuse", v, p, raises);
-  }
+  p[0] = Param("why", s, CORBA::PARAM_IN);
+  op("refuse", v, p, refused);
   CORBA::AttributeDef_var(echo->create_attribute(
       "IDL:EchoTest/Echo/calls:1.0", "calls", "1.0", l, CORBA::ATTR_READONLY));
 }
@@ -250,7 +239,7 @@ class GetInterfaceE2E : public IrServerE2E {
 
 TEST_F(GetInterfaceE2E, DynamicClientLearnsAndCallsTheEchoServer) {
   Guarded([&] {
-    DefineEcho(repo_, module_, CORBA::ExceptionDef::_nil());
+    DefineEcho(repo_, module_);
     CORBA::Object_var target = StartEcho();
     ASSERT_FALSE(CORBA::is_nil(target));
 
@@ -347,30 +336,17 @@ TEST_F(GetInterfaceE2E, DynamicClientLearnsAndCallsTheEchoServer) {
     CORBA::Long calls = 0;
     ASSERT_TRUE(req->return_value() >>= calls);
     EXPECT_EQ(calls, 5);
-  });
-}
 
-TEST_F(GetInterfaceE2E, UserExceptionReachesTheDynamicClient) {
-  Guarded([&] {
-    CORBA::ExceptionDef_var refused = DefineRefused(repo_, module_);
-    ASSERT_FALSE(CORBA::is_nil(refused));
-    DefineEcho(repo_, module_, refused);
-    CORBA::Object_var target = StartEcho();
-    ASSERT_FALSE(CORBA::is_nil(target));
-    CORBA::InterfaceDef_var itf = target->_get_interface();
-    ASSERT_FALSE(CORBA::is_nil(itf));
-    CORBA::InterfaceDef::FullInterfaceDescription_var full =
-        itf->describe_interface();
+    // A user exception of the repository's TypeCode reaches the client.
     const CORBA::OperationDescription* refuse =
         Find(full->operations, "refuse");
     ASSERT_NE(refuse, nullptr);
     ASSERT_EQ(refuse->exceptions.length(), 1u);
     EXPECT_STREQ(refuse->exceptions[0].id.in(), "IDL:EchoTest/Refused:1.0");
-
-    CORBA::Request_var req =
-        Call(target, *refuse,
-             {Value(refuse->parameters[0].type,
-                    [](DynamicAny::DynAny_ptr d) { d->insert_string("no"); })});
+    req = Call(target, *refuse,
+               {Value(refuse->parameters[0].type, [](DynamicAny::DynAny_ptr d) {
+                 d->insert_string("no");
+               })});
     CORBA::Exception* raised = req->env()->exception();
     ASSERT_NE(raised, nullptr);
     CORBA::UnknownUserException* user =

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "e2e_fixture.h"
 #include "e2e_server.h"
 #include "irext.hh"
 #include "orb_main.h"
@@ -36,9 +37,12 @@ std::vector<std::string> lines_with(const std::string& text,
   return out;
 }
 
-class IrctlE2E : public ::testing::Test {
+class IrctlE2E : public IrServerE2E {
  protected:
-  void SetUp() override { ASSERT_EQ(server_.start(), ""); }
+  void SetUp() override {
+    IrServerE2E::SetUp();
+    ASSERT_EQ(server_.start(), "");
+  }
 
   static ProcessResult irctl_on(const IrServerProcess& server,
                                 const std::vector<std::string>& args) {
@@ -81,12 +85,6 @@ class IrctlE2E : public ::testing::Test {
       ids.push_back(l.substr(l.rfind(' ') + 1));
     std::sort(ids.begin(), ids.end());
     return ids;
-  }
-
-  CORBA::Repository_ptr repository(const IrServerProcess& server) {
-    CORBA::Object_var obj =
-        test_orb()->string_to_object(server.corbaloc().c_str());
-    return CORBA::Repository::_narrow(obj);
   }
 
   // omniidl with the C++ back-end accepts `path` (its output goes to a
@@ -172,7 +170,7 @@ TEST_F(IrctlE2E, HelpDescribesToolAndEveryCommand) {
   }
 }
 
-TEST_F(IrctlE2E, CommandLineErrorsExitWithStatusTwo) {
+TEST_F(IrctlE2E, CommandLineErrorsAndWaysToTheRepository) {
   const std::vector<std::string> cases[] = {
       {},
       {"frobnicate"},
@@ -197,30 +195,25 @@ TEST_F(IrctlE2E, CommandLineErrorsExitWithStatusTwo) {
     ASSERT_EQ(lines.size(), 1u) << what << ": " << r.describe();
     EXPECT_EQ(lines[0].rfind("irctl: ", 0), 0u) << lines[0];
   }
-}
 
-TEST_F(IrctlE2E, UnreachableRepositoryFailsWithOneLine) {
+  // An unreachable repository: one line naming it and the exception.
   std::string url = "corbaloc::127.0.0.1:" + std::to_string(free_tcp_port()) +
                     "/InterfaceRepository";
   ProcessResult r = run_process({irctl_path(), "--ir", url, "ls"});
   EXPECT_EQ(r.status(), 1) << r.describe();
   std::vector<std::string> lines = text_lines(r.err);
   ASSERT_EQ(lines.size(), 1u) << r.describe();
-  EXPECT_TRUE(contains(lines[0], url)) << lines[0];
-  EXPECT_TRUE(contains(lines[0], "CORBA::TRANSIENT")) << lines[0];
-  EXPECT_TRUE(contains(lines[0], "minor 0x")) << lines[0];
-}
+  for (const std::string& part :
+       {url, std::string("CORBA::TRANSIENT"), std::string("minor 0x")})
+    EXPECT_TRUE(contains(lines[0], part)) << lines[0];
 
-TEST_F(IrctlE2E, RepositoryFoundThroughOmniOrbInitialReferences) {
+  // omniORB's initial references find the repository too.
   const std::vector<std::string> ways[] = {
       {"-ORBInitRef", "InterfaceRepository=" + server_.corbaloc()},
       {"-ORBDefaultInitRef", server_.corbaloc_base()},
   };
   for (const std::vector<std::string>& way : ways) {
-    std::vector<std::string> argv{irctl_path()};
-    argv.insert(argv.end(), way.begin(), way.end());
-    argv.push_back("ls");
-    ProcessResult r = run_process(argv);
+    r = run_process({irctl_path(), way[0], way[1], "ls"});
     EXPECT_EQ(r.status(), 0) << way[0] << ": " << r.describe();
     EXPECT_TRUE(contains(r.out, "Object")) << way[0] << ": " << r.out;
   }
@@ -252,56 +245,35 @@ interface TopLevel {};
   EXPECT_TRUE(contains(r.out, "shop.idl: 9 created, 0 unchanged")) << r.out;
   EXPECT_TRUE(contains(r.out, "1 file fed")) << r.out;
 
-  struct Expected {
-    const char* name;
-    const char* id;
-    const char* version;
-    std::vector<std::string> bases;
+  // Scoped name, id, version and base interfaces of each.
+  const char* const expected[] = {
+      "::Shop IDL:example.org/Shop:1.0 1.0",
+      "::Shop::Catalog IDL:example.org/Shop/Catalog:1.0 1.0 IDL:Object:1.0",
+      "::Shop::Item IDL:example.org/Shop/Item:1.0 1.0 "
+      "IDL:example.org/Shop/Catalog:1.0",
+      "::Shop::Inner::Deep IDL:inner.example/Deep:1.0 1.0 "
+      "IDL:example.org/Shop/Item:1.0 IDL:example.org/Shop/Catalog:1.0",
+      "::Shop::Versioned IDL:example.org/Shop/Versioned:3.2 3.2 "
+      "IDL:Object:1.0",
+      "::Shop::Special LOCAL:special-id 1.0 IDL:Object:1.0",
+      "::Shop::Later IDL:example.org/Shop/Later:1.0 1.0 "
+      "IDL:example.org/Shop/Versioned:3.2",
+      "::TopLevel IDL:example.org/TopLevel:1.0 1.0 IDL:Object:1.0",
   };
-  const Expected expected[] = {
-      {"::Shop", "IDL:example.org/Shop:1.0", "1.0", {}},
-      {"::Shop::Catalog",
-       "IDL:example.org/Shop/Catalog:1.0",
-       "1.0",
-       {"IDL:Object:1.0"}},
-      {"::Shop::Item",
-       "IDL:example.org/Shop/Item:1.0",
-       "1.0",
-       {"IDL:example.org/Shop/Catalog:1.0"}},
-      {"::Shop::Inner::Deep",
-       "IDL:inner.example/Deep:1.0",
-       "1.0",
-       {"IDL:example.org/Shop/Item:1.0", "IDL:example.org/Shop/Catalog:1.0"}},
-      {"::Shop::Versioned",
-       "IDL:example.org/Shop/Versioned:3.2",
-       "3.2",
-       {"IDL:Object:1.0"}},
-      {"::Shop::Special", "LOCAL:special-id", "1.0", {"IDL:Object:1.0"}},
-      {"::Shop::Later",
-       "IDL:example.org/Shop/Later:1.0",
-       "1.0",
-       {"IDL:example.org/Shop/Versioned:3.2"}},
-      {"::TopLevel", "IDL:example.org/TopLevel:1.0", "1.0", {"IDL:Object:1.0"}},
-  };
-  CORBA::Repository_var repo = repository(server_);
-  ASSERT_FALSE(CORBA::is_nil(repo));
-  for (const Expected& e : expected) {
-    SCOPED_TRACE(e.name);
-    CORBA::Contained_var c = repo->lookup(e.name);
-    ASSERT_FALSE(CORBA::is_nil(c));
-    CORBA::String_var id = c->id();
-    CORBA::String_var version = c->version();
-    EXPECT_STREQ(id.in(), e.id);
-    EXPECT_STREQ(version.in(), e.version);
-    if (c->def_kind() != CORBA::dk_Interface) continue;
+  CORBA::Repository_var repo = repository_at(server_.corbaloc());
+  for (const std::string e : expected) {
+    std::string name = e.substr(0, e.find(' '));
+    CORBA::Contained_var c = repo->lookup(name.c_str());
+    ASSERT_FALSE(CORBA::is_nil(c)) << name;
+    CORBA::String_var id = c->id(), version = c->version();
+    std::string seen = name + " " + id.in() + " " + version.in();
     CORBA::InterfaceDef_var iface = CORBA::InterfaceDef::_narrow(c);
-    CORBA::InterfaceDefSeq_var bases = iface->base_interfaces();
-    std::vector<std::string> ids;
-    for (CORBA::ULong i = 0; i < bases->length(); ++i) {
-      CORBA::String_var b = bases[i]->id();
-      ids.push_back(b.in());
-    }
-    EXPECT_EQ(ids, e.bases);
+    CORBA::InterfaceDefSeq_var bases = CORBA::is_nil(iface)
+                                           ? new CORBA::InterfaceDefSeq
+                                           : iface->base_interfaces();
+    for (CORBA::ULong i = 0; i < bases->length(); ++i)
+      seen += " " + std::string(CORBA::String_var(bases[i]->id()).in());
+    EXPECT_EQ(seen, e);
   }
 }
 
@@ -337,7 +309,7 @@ TEST_F(IrctlE2E, RefeedLeavesIdenticalDefinitionsAndReplaceChangesOthers) {
                        "v2.idl: 0 created, 3 unchanged, 1 "
                        "replaced"))
       << replaced.out;
-  CORBA::Repository_var repo = repository(server_);
+  CORBA::Repository_var repo = repository_at(server_.corbaloc());
   CORBA::Contained_var c = repo->lookup("::M::C");
   CORBA::InterfaceDef_var iface = CORBA::InterfaceDef::_narrow(c);
   CORBA::InterfaceDefSeq_var bases = iface->base_interfaces();
@@ -465,7 +437,7 @@ TEST_F(IrctlE2E, FilesAreFedIncludedFirstEachInItsOwnTransaction) {
   EXPECT_EQ(mixed.status(), 1) << mixed.describe();
   EXPECT_TRUE(contains(mixed.out, "1 file fed")) << mixed.out;
   EXPECT_TRUE(contains(mixed.out, "1 failed")) << mixed.out;
-  CORBA::Repository_var repo = repository(server_);
+  CORBA::Repository_var repo = repository_at(server_.corbaloc());
   EXPECT_FALSE(CORBA::is_nil(CORBA::Contained_var(repo->lookup("::Good::G"))));
 
   // --include-deps feeds the included file of a fresh repository too, and
@@ -874,67 +846,32 @@ std::vector<std::string> feed_corpus(const IrServerProcess& server) {
   return files;
 }
 
-TEST_F(IrctlE2E, CosCorpusFeedsPrintsBackAndRemoves) {
-  std::vector<std::string> files = feed_corpus(server_);
-  ASSERT_GT(files.size(), 40u);
-  ASSERT_FALSE(HasFailure()) << "the corpus did not go in";
-  ProcessResult again = irctl({"feed", "--include-deps", "-I", kCosDir, "-I",
-                               kOmniIdlDir, files.front()});
-  EXPECT_EQ(again.status(), 0) << again.describe();
-  EXPECT_TRUE(contains(again.out, " 0 created,")) << again.out;
-
-  expect_idl_round_trip(server_);
-
-  std::vector<std::string> rm{"rm", "--include-deps", "-I", kCosDir,
-                              "-I", kOmniIdlDir};
-  rm.insert(rm.end(), files.begin(), files.end());
-  ProcessResult removed = irctl(rm);
-  EXPECT_EQ(removed.status(), 0) << removed.describe();
-  EXPECT_EQ(all_ids(server_), std::vector<std::string>{"IDL:Object:1.0"});
-}
-
 // "::A::B" as {"A", "B"}.
 std::vector<std::string> scoped_parts(const std::string& scoped) {
   std::vector<std::string> parts;
-  std::size_t pos = 0;
-  while (pos < scoped.size()) {
-    std::size_t begin = scoped.find_first_not_of(':', pos);
-    if (begin == std::string::npos) break;
-    std::size_t end = scoped.find("::", begin);
-    if (end == std::string::npos) end = scoped.size();
-    parts.push_back(scoped.substr(begin, end - begin));
-    pos = end;
+  for (std::size_t pos = 2; pos < scoped.size();) {  // after the first "::"
+    std::size_t end = std::min(scoped.find("::", pos), scoped.size());
+    parts.push_back(scoped.substr(pos, end - pos));
+    pos = end + 2;
   }
   return parts;
 }
 
 // The C++ name of an IDL identifier, as omniidl's C++ back-end makes it.
 std::string cxx_identifier(const std::string& name) {
-  static const char* const kReserved[] = {
-      "and",          "and_eq",      "asm",        "auto",
-      "bitand",       "bitor",       "bool",       "break",
-      "case",         "catch",       "char",       "class",
-      "compl",        "const",       "const_cast", "continue",
-      "default",      "delete",      "do",         "double",
-      "dynamic_cast", "else",        "enum",       "explicit",
-      "export",       "extern",      "false",      "float",
-      "for",          "friend",      "goto",       "if",
-      "inline",       "int",         "long",       "mutable",
-      "namespace",    "new",         "not",        "not_eq",
-      "operator",     "or",          "or_eq",      "private",
-      "protected",    "public",      "register",   "reinterpret_cast",
-      "return",       "short",       "signed",     "sizeof",
-      "static",       "static_cast", "struct",     "switch",
-      "template",     "this",        "throw",      "true",
-      "try",          "typedef",     "typeid",     "typename",
-      "union",        "unsigned",    "using",      "virtual",
-      "void",         "volatile",    "wchar_t",    "while",
-      "xor",          "xor_eq"};
-  for (const char* r : kReserved)
-    if (name == r) return "_cxx_" + name;
+  static const std::string kReserved =
+      " and and_eq asm auto bitand bitor bool break case catch char class "
+      "compl const const_cast continue default delete do double dynamic_cast "
+      "else enum explicit export extern false float for friend goto if inline "
+      "int long mutable namespace new not not_eq operator or or_eq private "
+      "protected public register reinterpret_cast return short signed sizeof "
+      "static static_cast struct switch template this throw true try typedef "
+      "typeid typename union unsigned using virtual void volatile wchar_t "
+      "while xor xor_eq ";
+  if (kReserved.find(" " + name + " ") != std::string::npos)
+    return "_cxx_" + name;
   return name;
 }
-
 // The mangled symbol of the TypeCode constant that omniidl's C++ back-end
 // compiles for the definition at `path` (::A::B -> A::_tc_B).
 std::string typecode_symbol(const std::vector<std::string>& path) {
@@ -947,18 +884,22 @@ std::string typecode_symbol(const std::vector<std::string>& path) {
   return symbol + std::to_string(last.size()) + last + "E";
 }
 
-TEST_F(IrctlE2E, CosCorpusTypeCodesEqualCompiledOnes) {
+TEST_F(IrctlE2E, CosCorpusFeedsPrintsBackMatchesCompiledTypeCodesAndRemoves) {
+  std::vector<std::string> files = feed_corpus(server_);
+  ASSERT_GT(files.size(), 40u);
+  ASSERT_FALSE(HasFailure()) << "the corpus did not go in";
+  ProcessResult again = irctl({"feed", "--include-deps", "-I", kCosDir, "-I",
+                               kOmniIdlDir, files.front()});
+  EXPECT_EQ(again.status(), 0) << again.describe();
+  EXPECT_TRUE(contains(again.out, " 0 created,")) << again.out;
+
+  expect_idl_round_trip(server_);
+
+  // The TypeCodes of the corpus equal() the ones omniidl compiled into
+  // omniORB's COS library.
   void* cos = dlopen("libCOSDynamic4.so.2", RTLD_NOW | RTLD_GLOBAL);
   ASSERT_NE(cos, nullptr) << dlerror();
-  feed_corpus(server_);
-  ASSERT_FALSE(HasFailure()) << "the corpus did not go in";
-
-  IRExt::Repository_var repo;
-  {
-    CORBA::Object_var obj =
-        test_orb()->string_to_object(server_.corbaloc().c_str());
-    repo = IRExt::Repository::_narrow(obj);
-  }
+  IRExt::Repository_var repo = ext_repository_at(server_.corbaloc());
   CORBA::ContainedSeq_var defs = repo->ext_find_objects(
       "*", "", false, "Struct,Union,Enum,Alias,Exception,Interface");
   int checked = 0;
@@ -999,6 +940,13 @@ TEST_F(IrctlE2E, CosCorpusTypeCodesEqualCompiledOnes) {
   }
   EXPECT_GT(per_module.count("CosNaming"), 0u);
   EXPECT_GT(checked, 400);
+
+  std::vector<std::string> rm{"rm", "--include-deps", "-I", kCosDir,
+                              "-I", kOmniIdlDir};
+  rm.insert(rm.end(), files.begin(), files.end());
+  ProcessResult removed = irctl(rm);
+  EXPECT_EQ(removed.status(), 0) << removed.describe();
+  EXPECT_EQ(all_ids(server_), std::vector<std::string>{"IDL:Object:1.0"});
 }
 
 }  // namespace
