@@ -1,5 +1,6 @@
-// End-to-end: omniORB's _get_interface() against irserver.  An ordinary
-// omniORB server (echo_server, built from echo.idl) is started with
+// End-to-end: omniORB's _get_interface() against irserver.  echo.idl is
+// fed into the repository with irctl; an ordinary omniORB server
+// (echo_server, built from echo.idl) is started with
 // -ORBInitRef InterfaceRepository=<irserver's corbaloc>; this process is
 // a dynamic client that knows nothing of echo.idl: it asks the echo
 // object for its InterfaceDef, learns the operations from the repository
@@ -73,83 +74,6 @@ class EchoServerProcess {
   std::string ior_;
 };
 
-// --- what an IDL compiler would put into the repository for echo.idl -------
-
-CORBA::ParameterDescription Param(const char* name, CORBA::IDLType_ptr type,
-                                  CORBA::ParameterMode mode) {
-  CORBA::ParameterDescription p;
-  p.name = name;
-  p.type = type->type();
-  p.type_def = CORBA::IDLType::_duplicate(type);
-  p.mode = mode;
-  return p;
-}
-
-// Defines module EchoTest with the exception Refused and the interfaces
-// Base and Echo.
-void DefineEcho(CORBA::Repository_ptr repo, CORBA::ModuleDef_ptr m) {
-  CORBA::PrimitiveDef_var l = repo->get_primitive(CORBA::pk_long);
-  CORBA::PrimitiveDef_var s = repo->get_primitive(CORBA::pk_string);
-  CORBA::StructMemberSeq members;
-  members.length(2);
-  members[0].name = "reason";
-  members[0].type = s->type();
-  members[0].type_def = CORBA::IDLType::_duplicate(s);
-  members[1].name = "code";
-  members[1].type = l->type();
-  members[1].type_def = CORBA::IDLType::_duplicate(l);
-  CORBA::ExceptionDefSeq refused;
-  refused.length(1);
-  refused[0] = m->create_exception("IDL:EchoTest/Refused:1.0", "Refused", "1.0",
-                                   members);
-  CORBA::PrimitiveDef_var d = repo->get_primitive(CORBA::pk_double);
-  CORBA::PrimitiveDef_var v = repo->get_primitive(CORBA::pk_void);
-  CORBA::SequenceDef_var longs = repo->create_sequence(0, l);
-  CORBA::IDLType_var long_seq =
-      m->create_alias("IDL:EchoTest/LongSeq:1.0", "LongSeq", "1.0", longs);
-  CORBA::ExceptionDefSeq none;
-  CORBA::ContextIdSeq no_contexts;
-
-  CORBA::InterfaceDef_var base = m->create_interface(
-      "IDL:EchoTest/Base:1.0", "Base", "1.0", CORBA::InterfaceDefSeq());
-  CORBA::ParDescriptionSeq p;
-  p.length(1);
-  p[0] = Param("x", l, CORBA::PARAM_IN);
-  CORBA::OperationDef_var(
-      base->create_operation("IDL:EchoTest/Base/ping:1.0", "ping", "1.0", l,
-                             CORBA::OP_NORMAL, p, none, no_contexts));
-
-  CORBA::InterfaceDefSeq bases;
-  bases.length(1);
-  bases[0] = CORBA::InterfaceDef::_duplicate(base);
-  CORBA::InterfaceDef_var echo =
-      m->create_interface("IDL:EchoTest/Echo:1.0", "Echo", "1.0", bases);
-  auto op = [&](const char* name, CORBA::IDLType_ptr result,
-                const CORBA::ParDescriptionSeq& params,
-                const CORBA::ExceptionDefSeq& raises) {
-    std::string id = std::string("IDL:EchoTest/Echo/") + name + ":1.0";
-    CORBA::OperationDef_var(
-        echo->create_operation(id.c_str(), name, "1.0", result,
-                               CORBA::OP_NORMAL, params, raises, no_contexts));
-  };
-  p[0] = Param("s", s, CORBA::PARAM_IN);
-  op("echo_string", s, p, none);
-  p.length(2);
-  p[0] = Param("values", long_seq, CORBA::PARAM_IN);
-  p[1] = Param("count", l, CORBA::PARAM_OUT);
-  op("sum", d, p, none);
-  p[0] = Param("a", s, CORBA::PARAM_INOUT);
-  p[1] = Param("b", s, CORBA::PARAM_INOUT);
-  op("swap", v, p, none);
-  p.length(1);
-  p[0] = Param("other", echo, CORBA::PARAM_IN);
-  op("self_ref", echo, p, none);
-  p[0] = Param("why", s, CORBA::PARAM_IN);
-  op("refuse", v, p, refused);
-  CORBA::AttributeDef_var(echo->create_attribute(
-      "IDL:EchoTest/Echo/calls:1.0", "calls", "1.0", l, CORBA::ATTR_READONLY));
-}
-
 // --- the dynamic client ----------------------------------------------------
 
 DynamicAny::DynAnyFactory_ptr dyn_factory() {
@@ -218,9 +142,15 @@ class GetInterfaceE2E : public IrServerE2E {
   void SetUp() override {
     IrServerE2E::SetUp();
     ASSERT_EQ(irserver_.start(), "");
-    repo_ = repository_at(irserver_.corbaloc());
-    ASSERT_FALSE(CORBA::is_nil(repo_));
-    module_ = repo_->create_module("IDL:EchoTest:1.0", "EchoTest", "1.0");
+  }
+
+  // Puts echo.idl (next to this file) into the repository with irctl.
+  void FeedEchoIdl() {
+    std::string file = __FILE__;
+    file = file.substr(0, file.rfind('/') + 1) + "echo.idl";
+    ProcessResult r =
+        run_process({irctl_path(), "--ir", irserver_.corbaloc(), "feed", file});
+    ASSERT_EQ(r.status(), 0) << r.describe();
   }
 
   // Starts the echo server and returns its object's reference.
@@ -233,13 +163,11 @@ class GetInterfaceE2E : public IrServerE2E {
 
   IrServerProcess irserver_;
   EchoServerProcess echo_{irserver_.corbaloc()};
-  CORBA::Repository_var repo_;
-  CORBA::ModuleDef_var module_;
 };
 
 TEST_F(GetInterfaceE2E, DynamicClientLearnsAndCallsTheEchoServer) {
   Guarded([&] {
-    DefineEcho(repo_, module_);
+    FeedEchoIdl();
     CORBA::Object_var target = StartEcho();
     ASSERT_FALSE(CORBA::is_nil(target));
 

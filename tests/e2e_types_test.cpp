@@ -1,5 +1,5 @@
-// End-to-end: every named type and value type created by an IIOP client
-// of a real irserver (bases, supported interfaces, initializers, public
+// End-to-end: every named type and value type fed by irctl into a real
+// irserver (bases, supported interfaces, initializers, public
 // and private state members, recursion through sequences, value boxes both
 // ways), described, and found again with the same descriptions and
 // TypeCodes after the server has restarted.
@@ -20,19 +20,6 @@
 namespace {
 
 using Names = std::vector<std::string>;
-
-// Members as an IDL compiler sends them: tk_void, the type in type_def.
-CORBA::StructMemberSeq Members(
-    const std::vector<std::pair<const char*, CORBA::IDLType_ptr>>& list) {
-  CORBA::StructMemberSeq seq;
-  seq.length(static_cast<CORBA::ULong>(list.size()));
-  for (CORBA::ULong i = 0; i < seq.length(); ++i) {
-    seq[i].name = list[i].first;
-    seq[i].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-    seq[i].type_def = CORBA::IDLType::_duplicate(list[i].second);
-  }
-  return seq;
-}
 
 // What a client sees of the definitions under `c`: the fields of every
 // description as text, the TypeCodes in them to compare with equal().
@@ -108,106 +95,48 @@ void Describe(CORBA::Container_ptr c, Seen& seen) {
 TEST_F(IrServerE2E, EveryKindIsCreatedDescribedAndReloaded) {
   IrServerProcess server;
   ASSERT_EQ(server.start(), "");
+  std::string idl = server.dir() + "/kinds.idl";
+  write_text(idl, R"(
+module M {
+  struct Point { long x; long y; };
+  enum Color { red, blue };
+  union U switch (Color) { case red: long r; default: Point p; };
+  typedef sequence<Point> PointSeq;
+  exception Failure { long code; Point where; };
+  native Handle;
+  const double Pi = 3.141592653589793;
+  const string Hello = "hello";
+  struct Node { string name; sequence<Node> children; };
+  interface Drawable { long draw(); };
+  valuetype Base { public long id; };
+  abstract valuetype Shape {};
+  valuetype NameBox string;
+  valuetype Node2 : Base, Shape supports Drawable {
+    public NameBox name; private double weight; public sequence<Node2> kids;
+    factory make(in string name);
+  };
+};)");
+  ProcessResult fed =
+      run_process({irctl_path(), "--ir", server.corbaloc(), "feed", idl});
+  ASSERT_EQ(fed.status(), 0) << fed.describe();
   Seen before;
   Guarded([&] {
     CORBA::Repository_var repo = repository_at(server.corbaloc());
     ASSERT_FALSE(CORBA::is_nil(repo));
-    CORBA::IDLType_var l = repo->get_primitive(CORBA::pk_long);
-    CORBA::IDLType_var s = repo->get_primitive(CORBA::pk_string);
-    CORBA::IDLType_var d = repo->get_primitive(CORBA::pk_double);
-    CORBA::ModuleDef_var m = repo->create_module("IDL:M:1.0", "M", "1.0");
-
-    CORBA::StructDef_var point = m->create_struct(
-        "IDL:M/Point:1.0", "Point", "1.0", Members({{"x", l}, {"y", l}}));
-    CORBA::EnumMemberSeq colors;
-    colors.length(2);
-    colors[0] = CORBA::string_dup("red");
-    colors[1] = CORBA::string_dup("blue");
-    CORBA::EnumDef_var color =
-        m->create_enum("IDL:M/Color:1.0", "Color", "1.0", colors);
-    CORBA::TypeCode_var color_tc = color->type();
-    CORBA::UnionMemberSeq cases;
-    cases.length(2);
-    CORBA::ULong red = 0;
-    cases[0].name = "r";
-    cases[0].label.replace(color_tc, &red, 0);
-    cases[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-    cases[0].type_def = CORBA::IDLType::_duplicate(l);
-    cases[1].name = "p";
-    cases[1].label <<= CORBA::Any::from_octet(0);
-    cases[1].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-    cases[1].type_def = CORBA::IDLType::_duplicate(point);
-    CORBA::UnionDef_var u =
-        m->create_union("IDL:M/U:1.0", "U", "1.0", color, cases);
-    CORBA::SequenceDef_var points = repo->create_sequence(0, point);
-    CORBA::AliasDef_var(
-        m->create_alias("IDL:M/PointSeq:1.0", "PointSeq", "1.0", points));
+    auto find = [&](const char* name) {
+      return CORBA::Contained_var(repo->lookup(name));
+    };
+    CORBA::UnionDef_var u = CORBA::UnionDef::_narrow(find("::M::U"));
     CORBA::ExceptionDef_var failure =
-        m->create_exception("IDL:M/Failure:1.0", "Failure", "1.0",
-                            Members({{"code", l}, {"where", point}}));
-    CORBA::NativeDef_var(m->create_native("IDL:M/Handle:1.0", "Handle", "1.0"));
-    CORBA::Any pi, text;
-    pi <<= CORBA::Double(3.141592653589793);
-    text <<= "hello";
-    CORBA::ConstantDef_var(
-        m->create_constant("IDL:M/Pi:1.0", "Pi", "1.0", d, pi));
-    CORBA::ConstantDef_var(
-        m->create_constant("IDL:M/Hello:1.0", "Hello", "1.0", s, text));
-    CORBA::StructDef_var node = m->create_struct("IDL:M/Node:1.0", "Node",
-                                                 "1.0", Members({{"name", s}}));
-    CORBA::SequenceDef_var nodes = repo->create_sequence(0, node);
-    node->members(Members({{"name", s}, {"children", nodes}}));
-
-    // Value types: Node2 : Base, Shape, supports Drawable; holds
-    // sequences of itself; NodeBox boxes it.
-    CORBA::InterfaceDef_var drawable = m->create_interface(
-        "IDL:M/Drawable:1.0", "Drawable", "1.0", CORBA::InterfaceDefSeq());
-    CORBA::OperationDef_var(drawable->create_operation(
-        "IDL:M/Drawable/draw:1.0", "draw", "1.0", l, CORBA::OP_NORMAL,
-        CORBA::ParDescriptionSeq(), CORBA::ExceptionDefSeq(),
-        CORBA::ContextIdSeq()));
-    auto value = [&](const char* name, CORBA::ValueDef_ptr base,
-                     const CORBA::ValueDefSeq& abstracts,
-                     const CORBA::InterfaceDefSeq& supported, bool abstract) {
-      std::string id = std::string("IDL:M/") + name + ":1.0";
-      return m->create_value(id.c_str(), name, "1.0", false, abstract, base,
-                             false, abstracts, supported,
-                             CORBA::InitializerSeq());
-    };
-    auto member = [](CORBA::ValueDef_ptr v, const char* name,
-                     CORBA::IDLType_ptr type, CORBA::Visibility access) {
-      CORBA::String_var owner = v->name();
-      std::string id = std::string("IDL:M/") + owner.in() + "/" + name + ":1.0";
-      CORBA::ValueMemberDef_var(
-          v->create_value_member(id.c_str(), name, "1.0", type, access));
-    };
-    CORBA::ValueDef_var base =
-        value("Base", CORBA::ValueDef::_nil(), CORBA::ValueDefSeq(),
-              CORBA::InterfaceDefSeq(), false);
-    member(base, "id", l, CORBA::PUBLIC_MEMBER);
-    CORBA::ValueDef_var shape =
-        value("Shape", CORBA::ValueDef::_nil(), CORBA::ValueDefSeq(),
-              CORBA::InterfaceDefSeq(), true);
-    CORBA::ValueDefSeq abstracts;
-    abstracts.length(1);
-    abstracts[0] = CORBA::ValueDef::_duplicate(shape);
-    CORBA::InterfaceDefSeq supported;
-    supported.length(1);
-    supported[0] = CORBA::InterfaceDef::_duplicate(drawable);
-    CORBA::ValueDef_var v = value("Node2", base, abstracts, supported, false);
-    CORBA::SequenceDef_var vs = repo->create_sequence(0, v);
-    CORBA::ValueBoxDef_var name_box =
-        m->create_value_box("IDL:M/NameBox:1.0", "NameBox", "1.0", s);
-    member(v, "name", name_box, CORBA::PUBLIC_MEMBER);
-    member(v, "weight", d, CORBA::PRIVATE_MEMBER);
-    member(v, "kids", vs, CORBA::PUBLIC_MEMBER);
-    CORBA::InitializerSeq inits;
-    inits.length(1);
-    inits[0].name = "make";
-    inits[0].members = Members({{"name", s}});
-    v->initializers(inits);
+        CORBA::ExceptionDef::_narrow(find("::M::Failure"));
+    CORBA::StructDef_var node = CORBA::StructDef::_narrow(find("::M::Node"));
+    CORBA::ValueDef_var base = CORBA::ValueDef::_narrow(find("::M::Base"));
+    CORBA::ValueDef_var v = CORBA::ValueDef::_narrow(find("::M::Node2"));
+    // A box of a value type, which IDL does not allow.
+    CORBA::ModuleDef_var m = CORBA::ModuleDef::_narrow(find("::M"));
     CORBA::ValueBoxDef_var node_box =
         m->create_value_box("IDL:M/NodeBox:1.0", "NodeBox", "1.0", v);
+    CORBA::IDLType_var l = repo->get_primitive(CORBA::pk_long);
 
     // Usable at once: the TypeCodes came back over the wire.
     CORBA::TypeCode_var union_tc = u->type();
@@ -241,11 +170,14 @@ TEST_F(IrServerE2E, EveryKindIsCreatedDescribedAndReloaded) {
     // The rules hold over the wire: an inherited operation's name, a
     // concrete value type as abstract base.
     try {
-      member(v, "draw", l, CORBA::PUBLIC_MEMBER);
+      CORBA::ValueMemberDef_var(v->create_value_member(
+          "IDL:M/Node2/draw:1.0", "draw", "1.0", l, CORBA::PUBLIC_MEMBER));
       ADD_FAILURE() << "an inherited name was accepted";
     } catch (const CORBA::BAD_PARAM& ex) {
       EXPECT_EQ(ex.minor(), CORBA::OMGVMCID | 2);
     }
+    CORBA::ValueDefSeq abstracts;
+    abstracts.length(1);
     abstracts[0] = CORBA::ValueDef::_duplicate(base);
     try {
       v->abstract_base_values(abstracts);

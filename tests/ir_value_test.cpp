@@ -86,52 +86,47 @@ TEST_F(ValueTest, CreateValueChecksItsListsInOrder) {
       CORBA::InterfaceDef::_unchecked_narrow(concrete);
   CORBA::ValueDef_var interface_as_value =
       CORBA::ValueDef::_unchecked_narrow(itf);
-  std::string n255(255, 'n');
+  const CORBA::InterfaceDef_ptr nil_itf = CORBA::InterfaceDef::_nil();
+  const CORBA::ValueDef_ptr nil_value = CORBA::ValueDef::_nil();
   struct Case {
     const char* what;
-    std::function<void(ValueArgs&, std::string&)> change;
+    bool long_name;
+    std::vector<CORBA::InterfaceDef_ptr> supported;
+    std::vector<CORBA::ValueDef_ptr> abstract_bases;
     const char* text;  // after "CORBA::Container::create_value::"
-  };
-  const Case cases[] = {
-      {"name of 255, concrete abstract base",
-       [&](ValueArgs& a, std::string& name) {
-         name = n255;
-         a.abstract_bases = {concrete.in()};
-       },
-       "name"},
+  } cases[] = {
+      {"name of 255, concrete abstract base", true, {}, {concrete}, "name"},
       {"nil supported interface, concrete abstract base",
-       [&](ValueArgs& a, std::string&) {
-         a.supported = {CORBA::InterfaceDef::_nil()};
-         a.abstract_bases = {concrete.in()};
-       },
+       false,
+       {nil_itf},
+       {concrete},
        "supported_interfaces"},
       {"a value type as supported interface",
-       [&](ValueArgs& a, std::string&) { a.supported = {value_as_interface}; },
+       false,
+       {value_as_interface},
+       {},
        "supported_interfaces"},
       {"concrete abstract base",
-       [&](ValueArgs& a, std::string&) {
-         a.abstract_bases = {abs.in(), concrete.in()};
-       },
+       false,
+       {},
+       {abs, concrete},
        "abstract_base_values"},
-      {"nil abstract base",
-       [&](ValueArgs& a, std::string&) {
-         a.abstract_bases = {CORBA::ValueDef::_nil()};
-       },
-       "abstract_base_values"},
+      {"nil abstract base", false, {}, {nil_value}, "abstract_base_values"},
       {"an interface as abstract base",
-       [&](ValueArgs& a, std::string&) {
-         a.abstract_bases = {interface_as_value};
-       },
+       false,
+       {},
+       {interface_as_value},
        "abstract_base_values"},
   };
   const std::string prefix = "CORBA::Container::create_value::";
   for (const Case& k : cases) {
     SCOPED_TRACE(k.what);
     ValueArgs a;
-    std::string name = "V";
-    k.change(a, name);
+    a.supported = k.supported;
+    a.abstract_bases = k.abstract_bases;
     EXPECT_REPORT(BAD_PARAM, IrMinor(0x48), prefix + k.text,
-                  CORBA::ValueDef_var(Value(name, a)));
+                  CORBA::ValueDef_var(
+                      Value(k.long_name ? std::string(255, 'n') : "V", a)));
   }
   EXPECT_REPORT(BAD_PARAM, IrMinor(0x48), prefix + "null_input",
                 CORBA::ValueDef_var(repo_->create_value(
