@@ -5,16 +5,13 @@
 // a dynamic client that knows nothing of echo.idl: it asks the echo
 // object for its InterfaceDef, learns the operations from the repository
 // and calls them through the DII with the TypeCodes it was given.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <omniORB4/CORBA.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "e2e_fixture.h"
@@ -23,56 +20,6 @@
 #include "orb_main.h"
 
 namespace {
-
-// The echo server as a child process, killed with the object.
-class EchoServerProcess {
- public:
-  explicit EchoServerProcess(std::string repository)
-      : repository_(std::move(repository)) {}
-  ~EchoServerProcess() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      wait_for_process(pid_, 20000);
-    }
-  }
-  EchoServerProcess(const EchoServerProcess&) = delete;
-  EchoServerProcess& operator=(const EchoServerProcess&) = delete;
-
-  // Starts the server and waits up to 20 s for its IOR; "" when it is
-  // ready, else what went wrong.
-  std::string start() {
-    std::string ior_file = dir_.file("echo.ior");
-    int out = open(dir_.file("stdout").c_str(),
-                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    int err = open(dir_.file("stderr").c_str(),
-                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (out < 0 || err < 0) return "cannot open the output files";
-    pid_ = spawn_process({ECHO_SERVER_PATH, ior_file, "-ORBInitRef",
-                          "InterfaceRepository=" + repository_, "-ORBendPoint",
-                          "giop:tcp:127.0.0.1:"},
-                         out, err);
-    close(out);
-    close(err);
-    if (pid_ < 0) return "cannot start " ECHO_SERVER_PATH;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
-      ior_ = read_file(ior_file);
-      if (!ior_.empty()) {
-        ior_.erase(ior_.find_last_not_of("\n") + 1);
-        return "";
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return "no IOR within 20 s; stderr: " + read_file(dir_.file("stderr"));
-  }
-  const std::string& ior() const { return ior_; }
-
- private:
-  TempDir dir_;
-  std::string repository_;
-  pid_t pid_ = -1;
-  std::string ior_;
-};
 
 // --- the dynamic client ----------------------------------------------------
 
@@ -153,16 +100,34 @@ class GetInterfaceE2E : public IrServerE2E {
     ASSERT_EQ(r.status(), 0) << r.describe();
   }
 
+  void TearDown() override {
+    if (echo_pid_ > 0) {
+      kill(echo_pid_, SIGKILL);
+      wait_for_process(echo_pid_, 20000);
+    }
+  }
+
   // Starts the echo server and returns its object's reference.
   CORBA::Object_ptr StartEcho() {
-    std::string problem = echo_.start();
-    EXPECT_EQ(problem, "");
+    std::string ior_file = echo_dir_.file("echo.ior"), problem = "no fork";
+    echo_pid_ =
+        spawn_to_files({ECHO_SERVER_PATH, ior_file, "-ORBInitRef",
+                        "InterfaceRepository=" + irserver_.corbaloc(),
+                        "-ORBendPoint", "giop:tcp:127.0.0.1:"},
+                       echo_dir_.file("stdout"), echo_dir_.file("stderr"));
+    std::string ior;
+    if (echo_pid_ > 0) {
+      problem.clear();
+      ior = first_line(ior_file, echo_pid_, 20000, &problem);
+    }
+    EXPECT_EQ(problem, "") << read_file(echo_dir_.file("stderr"));
     if (!problem.empty()) return CORBA::Object::_nil();
-    return test_orb()->string_to_object(echo_.ior().c_str());
+    return test_orb()->string_to_object(ior.c_str());
   }
 
   IrServerProcess irserver_;
-  EchoServerProcess echo_{irserver_.corbaloc()};
+  TempDir echo_dir_;
+  pid_t echo_pid_ = -1;
 };
 
 TEST_F(GetInterfaceE2E, DynamicClientLearnsAndCallsTheEchoServer) {

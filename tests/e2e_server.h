@@ -63,6 +63,14 @@ ProcessResult run_irserver(const std::vector<std::string>& args,
 // process dies.  Returns the pid, or -1 (errno set).
 pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
                     int err_fd);
+// spawn_process with the outputs written to these files.
+pid_t spawn_to_files(const std::vector<std::string>& argv,
+                     const std::string& out_path, const std::string& err_path);
+// The first line that the child `pid` writes to the file `path`, waiting
+// up to `timeout_ms`; "" with `problem` set when the child ends first or
+// the time runs out.  Does not reap the child.
+std::string first_line(const std::string& path, pid_t pid, int timeout_ms,
+                       std::string* problem);
 // Waits up to `timeout_ms` for `pid` to end, then kills it.
 ProcessResult wait_for_process(pid_t pid, int timeout_ms);
 
@@ -110,10 +118,7 @@ class IrServerProcess {
   std::string corbaloc_base() const;
   // corbaloc_base() + "/InterfaceRepository"
   std::string corbaloc() const;
-  const std::string& ready_line() const { return ready_line_; }
   const std::string& dir() const { return dir_.path(); }
-  // The standard error of the latest start (so far).
-  std::string stderr_text() const { return read_file(stderr_path_); }
 
  private:
   ProcessResult wait_for_end(int timeout_ms);
@@ -121,7 +126,6 @@ class IrServerProcess {
   TempDir dir_;
   int port_;
   pid_t pid_ = -1;
-  int stdout_fd_ = -1;
   int starts_ = 0;
   std::string stderr_path_;
   std::string ready_line_;
