@@ -68,6 +68,23 @@ Ids NamesOf(const DescriptionSeq& seq) {
   return out;
 }
 
+// The TypeCode of a type or exception, and a string result, as values
+// to use in one expression.
+template <class T>
+CORBA::TypeCode_var TypeOf(const T& typed) {
+  return typed->type();
+}
+inline std::string Str(char* owned) { return CORBA::String_var(owned).in(); }
+// The TypeCode reached from `tc` by member_type(i) for each i >= 0 and
+// by content_type() for each -1.
+inline CORBA::TypeCode_var TcAt(CORBA::TypeCode_ptr tc,
+                                std::initializer_list<int> path) {
+  CORBA::TypeCode_var at = CORBA::TypeCode::_duplicate(tc);
+  for (int step : path)
+    at = step < 0 ? at->content_type() : at->member_type(step);
+  return at;
+}
+
 inline Ids ContentsOf(CORBA::Container_ptr c,
                       CORBA::DefinitionKind kind = CORBA::dk_all,
                       bool exclude_inherited = false) {
@@ -117,7 +134,7 @@ class IrTest : public ::testing::Test {
   // module "IDL:NotAType:1.0", made on first use.
   CORBA::IDLType_ptr NotAType();
   template <class T = CORBA::Contained>
-  typename T::_ptr_type Find(const std::string& id) {
+  typename T::_var_type Find(const std::string& id) {
     CORBA::Contained_var c = repo_->lookup_id(id.c_str());
     return T::_narrow(c);
   }

@@ -32,9 +32,8 @@ TEST_F(InterfaceTest, EmptyBaseListMeansObject) {
   EXPECT_EQ(IdsOf(desc->base_interfaces), Ids{"IDL:Object:1.0"});
   EXPECT_STREQ(desc->defined_in.in(), "");  // at the top level
   Reopen();
-  EXPECT_EQ(
-      BasesOf(CORBA::InterfaceDef_var(Find<CORBA::InterfaceDef>("IDL:B:1.0"))),
-      Ids{"IDL:Object:1.0"});
+  EXPECT_EQ(BasesOf(Find<CORBA::InterfaceDef>("IDL:B:1.0")),
+            Ids{"IDL:Object:1.0"});
 }
 
 TEST_F(InterfaceTest, NilOrForeignBasesAreRefusedAndChangeNothing) {
@@ -378,7 +377,7 @@ TEST_F(InterfaceTest, NewIdReachesEveryUserAndTheTypeCodes) {
     ASSERT_FALSE(CORBA::is_nil(renamed));
     CORBA::TypeCode_var tc = renamed->type();
     EXPECT_STREQ(tc->id(), "IDL:I2:1.0");
-    EXPECT_EQ(IdOf(CORBA::Contained_var(Find("IDL:I:1.0"))), "<nil>");
+    EXPECT_EQ(IdOf(Find("IDL:I:1.0")), "<nil>");
     CORBA::InterfaceDef_var derived = Find<CORBA::InterfaceDef>("IDL:K:1.0");
     EXPECT_EQ(BasesOf(derived), Ids{"IDL:I2:1.0"});
     EXPECT_TRUE(derived->is_a("IDL:I2:1.0"));

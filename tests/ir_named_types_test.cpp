@@ -22,11 +22,9 @@ TEST_F(NamedTypeTest, StructCreateFillsMemberTypesAndRefusesBadInput) {
   CORBA::StringDef_var s8 = repo_->create_string(8);
   CORBA::StructDef_var p = Struct("P", {{"x", l}, {"label", s8}});
   // The TypeCode is usable at once, without a reload.
-  CORBA::TypeCode_var tc = p->type();
-  ASSERT_EQ(tc->member_count(), 2u);
-  CORBA::TypeCode_var m1 = tc->member_type(1);
-  EXPECT_EQ(m1->kind(), CORBA::tk_string);
-  EXPECT_EQ(m1->length(), 8u);
+  ASSERT_EQ(TypeOf(p)->member_count(), 2u);
+  EXPECT_EQ(TcAt(TypeOf(p), {1})->kind(), CORBA::tk_string);
+  EXPECT_EQ(TcAt(TypeOf(p), {1})->length(), 8u);
   CORBA::StructMemberSeq_var got = p->members();
   EXPECT_TRUE(got[0].type->equal(CORBA::_tc_long));
 
@@ -40,7 +38,7 @@ TEST_F(NamedTypeTest, StructCreateFillsMemberTypesAndRefusesBadInput) {
   EXPECT_SYSEX(BAD_PARAM, OmgMinor(3),
                CORBA::StructDef_var(repo_->create_struct(
                    "IDL:Q:1.0", "P", "1.0", Fields({{"x", l}}))));
-  EXPECT_EQ(IdOf(CORBA::Contained_var(Find("IDL:Q:1.0"))), "<nil>");
+  EXPECT_EQ(IdOf(Find("IDL:Q:1.0")), "<nil>");
 }
 
 TEST_F(NamedTypeTest, StructMemberSetterMovesUseLinksAndRefusalsChangeNothing) {
@@ -65,8 +63,7 @@ TEST_F(NamedTypeTest, StructMemberSetterMovesUseLinksAndRefusalsChangeNothing) {
 
   // Duplicate and empty member names are accepted.
   s->members(Fields({{"", l}, {"", l}}));
-  CORBA::TypeCode_var tc = s->type();
-  EXPECT_EQ(tc->member_count(), 2u);
+  EXPECT_EQ(TypeOf(s)->member_count(), 2u);
   EXPECT_EQ(Refs("IDL:A:1.0"), Ids{});
   EXPECT_EQ(Refs("IDL:B:1.0"), Ids{});
 
@@ -80,7 +77,7 @@ TEST_F(NamedTypeTest, StructMemberSetterMovesUseLinksAndRefusalsChangeNothing) {
   EXPECT_EQ(IdOf(m[0].type_def), "IDL:B:1.0");
 
   // A member whose type has gone cannot be unlinked: the setter refuses.
-  CORBA::StructDef_var(Find<CORBA::StructDef>("IDL:B:1.0"))->destroy();
+  Find<CORBA::StructDef>("IDL:B:1.0")->destroy();
   EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53), s->members(Fields({{"x", l}})));
 }
 
@@ -97,28 +94,18 @@ TEST_F(StoreFaultTest, NamedTypeChangesAreOneUpdate) {
   CORBA::AliasDef_var t = repo_->create_alias("IDL:T:1.0", "T", "1.0", a);
   auto state = [&] {
     CORBA::StructMemberSeq_var sm = s->members(), em = e->members();
-    CORBA::TypeCode_var tc = t->type();
-    CORBA::TypeCode_var content = tc->content_type();
     std::string out = IdOf(sm[0].type_def) + " " + IdOf(em[0].type_def) + " " +
                       IdOf(CORBA::IDLType_var(t->original_type_def())) + " " +
-                      content->id();
+                      TcAt(TypeOf(t), {-1})->id();
     for (const char* id : {"IDL:A:1.0", "IDL:B:1.0"})
       for (const std::string& user : Refs(id)) out += " " + user;
-    return out + " " + IdOf(CORBA::Contained_var(Find("IDL:U:1.0")));
+    return out + " " + IdOf(Find("IDL:U:1.0"));
   };
   // Each: remove a link, add a link, rewrite the record.
-  EXPECT_EQ(FailEachChangeInTurn(
-                [&] {
-                  s->members(Fields({{"b", b}}));
-                },
-                state),
-            3);
-  EXPECT_EQ(FailEachChangeInTurn(
-                [&] {
-                  e->members(Fields({{"b", b}}));
-                },
-                state),
-            3);
+  auto s_to_b = [&] { s->members(Fields({{"b", b}})); };
+  auto e_to_b = [&] { e->members(Fields({{"b", b}})); };
+  EXPECT_EQ(FailEachChangeInTurn(s_to_b, state), 3);
+  EXPECT_EQ(FailEachChangeInTurn(e_to_b, state), 3);
   EXPECT_EQ(FailEachChangeInTurn([&] { t->original_type_def(b); }, state), 3);
   // A failed create leaves no record and no link: insert, two links.
   EXPECT_EQ(FailEachChangeInTurn(
@@ -145,23 +132,17 @@ TEST_F(NamedTypeTest, RecursiveStructIsClosedBeforeAndAfterReload) {
   auto check = [](CORBA::TypeCode_ptr tc, const char* id) {
     ASSERT_EQ(tc->member_count(), 3u);
     EXPECT_STREQ(tc->id(), id);
-    CORBA::TypeCode_var k = tc->member_type(1);
-    CORBA::TypeCode_var inner = k->content_type();
     // The element is the struct itself, with its current members.
-    EXPECT_TRUE(inner->equal(tc));
-    CORBA::TypeCode_var g = tc->member_type(2);
-    CORBA::TypeCode_var g1 = g->content_type();
-    CORBA::TypeCode_var g2 = g1->content_type();
-    EXPECT_TRUE(g2->equal(tc));
+    EXPECT_TRUE(TcAt(tc, {1, -1})->equal(tc));
+    EXPECT_TRUE(TcAt(tc, {2, -1, -1})->equal(tc));
   };
-  CORBA::TypeCode_var before = node->type();
+  CORBA::TypeCode_var before = TypeOf(node);
   check(before, "IDL:Node:1.0");
   EXPECT_EQ(Refs("IDL:Node:1.0"), Ids{"IDL:Node:1.0"});
   Reopen();
   node = Find<CORBA::StructDef>("IDL:Node:1.0");
-  CORBA::TypeCode_var after = node->type();
-  check(after, "IDL:Node:1.0");
-  EXPECT_TRUE(after->equal(before));
+  check(TypeOf(node), "IDL:Node:1.0");
+  EXPECT_TRUE(TypeOf(node)->equal(before));
   CORBA::StructMemberSeq_var m = node->members();
   EXPECT_EQ(m[1].type->kind(), CORBA::tk_sequence);
 
@@ -170,8 +151,7 @@ TEST_F(NamedTypeTest, RecursiveStructIsClosedBeforeAndAfterReload) {
   Reopen();
   node = Find<CORBA::StructDef>("IDL:Node2:1.0");
   ASSERT_FALSE(CORBA::is_nil(node));
-  after = node->type();
-  check(after, "IDL:Node2:1.0");
+  check(TypeOf(node), "IDL:Node2:1.0");
   EXPECT_EQ(Refs("IDL:Node2:1.0"), Ids{"IDL:Node2:1.0"});
 }
 
@@ -224,9 +204,8 @@ TEST_F(NamedTypeTest, UnionDiscriminatorKinds) {
     if (k.accepted) {
       create();
       u->discriminator_type_def(k.type);
-      CORBA::TypeCode_var d = u->discriminator_type();
-      CORBA::TypeCode_var expected = k.type->type();
-      EXPECT_TRUE(d->equal(expected));
+      EXPECT_TRUE(
+          CORBA::TypeCode_var(u->discriminator_type())->equal(TypeOf(k.type)));
     } else {
       EXPECT_BAD_ARG(create());
       EXPECT_BAD_ARG(u->discriminator_type_def(k.type));
@@ -269,7 +248,7 @@ TEST_F(NamedTypeTest, UnionLabelsAndTheOrbsRefusals) {
   EXPECT_THROW(create_v({{"a", AnyOf(CORBA::Long(1)), l},
                          {"b", AnyOf(CORBA::Long(1)), l}}),
                CORBA::BAD_PARAM);
-  EXPECT_EQ(IdOf(CORBA::Contained_var(Find("IDL:V:1.0"))), "<nil>");
+  EXPECT_EQ(IdOf(Find("IDL:V:1.0")), "<nil>");
   EXPECT_THROW(u->members(UnionMembers(
                    {{"a", DefaultLabel(), l}, {"b", DefaultLabel(), p}})),
                CORBA::BAD_PARAM);
@@ -288,8 +267,7 @@ TEST_F(NamedTypeTest, UnionLabelsAndTheOrbsRefusals) {
   CORBA::Octet def = 1;
   EXPECT_TRUE(m[2].label >>= CORBA::Any::to_octet(def));
   EXPECT_EQ(def, 0);
-  CORBA::TypeCode_var after = u->type();
-  EXPECT_TRUE(after->equal(tc));
+  EXPECT_TRUE(TypeOf(u)->equal(tc));
   EXPECT_BAD_ARG(u->members(CORBA::UnionMemberSeq()));
 }
 
@@ -402,8 +380,7 @@ TEST_F(NamedTypeTest, EnumMemberChecks) {
     if (c.accepted) {
       create();
       e->members(EnumMembers(c.names));
-      CORBA::TypeCode_var tc = e->type();
-      EXPECT_EQ(tc->member_count(), c.names.size());
+      EXPECT_EQ(TypeOf(e)->member_count(), c.names.size());
     } else {
       EXPECT_BAD_ARG(create());
       EXPECT_BAD_ARG(e->members(EnumMembers(c.names)));
@@ -413,8 +390,7 @@ TEST_F(NamedTypeTest, EnumMemberChecks) {
   e = Find<CORBA::EnumDef>("IDL:E:1.0");
   CORBA::EnumMemberSeq_var m = e->members();
   EXPECT_EQ(IdsOf(m.in()), Ids{"only"});
-  CORBA::TypeCode_var tc = e->type();
-  EXPECT_STREQ(tc->member_name(0), "only");
+  EXPECT_STREQ(TypeOf(e)->member_name(0), "only");
 }
 
 // --- aliases and value boxes -------------------------------------------------
@@ -426,8 +402,7 @@ TEST_F(NamedTypeTest, AliasAndBoxOriginalTypeSetterAndLinks) {
   CORBA::ValueBoxDef_var b =
       repo_->create_value_box("IDL:B:1.0", "B", "1.0", a);
   EXPECT_EQ(Refs("IDL:A:1.0"), (Ids{"IDL:T:1.0", "IDL:B:1.0"}));
-  CORBA::TypeCode_var btc = b->type();
-  EXPECT_EQ(btc->kind(), CORBA::tk_value_box);
+  EXPECT_EQ(TypeOf(b)->kind(), CORBA::tk_value_box);
   CORBA::SequenceDef_var seq_l = repo_->create_sequence(3, l);
   t->original_type_def(seq_l);
   b->original_type_def(t);
@@ -440,11 +415,9 @@ TEST_F(NamedTypeTest, AliasAndBoxOriginalTypeSetterAndLinks) {
   }
   Reopen();
   t = Find<CORBA::AliasDef>("IDL:T:1.0");
-  CORBA::TypeCode_var tc = t->type();
-  EXPECT_EQ(tc->kind(), CORBA::tk_alias);
-  CORBA::TypeCode_var content = tc->content_type();
-  EXPECT_EQ(content->kind(), CORBA::tk_sequence);
-  EXPECT_EQ(content->length(), 3u);
+  EXPECT_EQ(TypeOf(t)->kind(), CORBA::tk_alias);
+  EXPECT_EQ(TcAt(TypeOf(t), {-1})->kind(), CORBA::tk_sequence);
+  EXPECT_EQ(TcAt(TypeOf(t), {-1})->length(), 3u);
   b = Find<CORBA::ValueBoxDef>("IDL:B:1.0");
   EXPECT_EQ(IdOf(CORBA::IDLType_var(b->original_type_def())), "IDL:T:1.0");
   // Value boxes refuse a non-type with the create operation's own text,
@@ -469,16 +442,10 @@ TEST_F(NamedTypeTest, AliasInsideItsUnionClosesOntoIt) {
   CORBA::AliasDef_var list =
       s->create_alias("IDL:U/List:1.0", "List", "1.0", l);
   list->original_type_def(seq_s);
-  CORBA::TypeCode_var tc = list->type();
-  CORBA::TypeCode_var seq_tc = tc->content_type();
-  ASSERT_EQ(seq_tc->kind(), CORBA::tk_sequence);
+  ASSERT_EQ(TcAt(TypeOf(list), {-1})->kind(), CORBA::tk_sequence);
   s->members(UnionMembers(
       {{"value", AnyOf(CORBA::Long(1)), l}, {"next", DefaultLabel(), list}}));
-  CORBA::TypeCode_var stc = s->type();
-  CORBA::TypeCode_var next = stc->member_type(1);
-  CORBA::TypeCode_var next_seq = next->content_type();
-  CORBA::TypeCode_var element = next_seq->content_type();
-  EXPECT_TRUE(element->equal(stc));
+  EXPECT_TRUE(TcAt(TypeOf(s), {1, -1, -1})->equal(TypeOf(s)));
 }
 
 // --- natives -----------------------------------------------------------------
@@ -486,8 +453,7 @@ TEST_F(NamedTypeTest, AliasInsideItsUnionClosesOntoIt) {
 TEST_F(NamedTypeTest, NativeHasNoTypeCode) {
   CORBA::NativeDef_var n = repo_->create_native("IDL:N:1.0", "N", "1.0");
   EXPECT_EQ(n->def_kind(), CORBA::dk_Native);
-  CORBA::TypeCode_var tc = n->type();
-  EXPECT_TRUE(CORBA::is_nil(tc));
+  EXPECT_TRUE(CORBA::is_nil(TypeOf(n)));
   CORBA::Contained::Description_var d = n->describe();
   const CORBA::TypeDescription* td = nullptr;
   ASSERT_TRUE(d->value >>= td);
@@ -551,17 +517,13 @@ TEST_F(NamedTypeTest, ConstantTypeRules) {
     if (t.create_ok) {
       CORBA::ConstantDef_var k = create();
       CORBA::Any_var v = k->value();
-      CORBA::TypeCode_var vt = v->type();
-      CORBA::TypeCode_var kt = k->type();
-      EXPECT_TRUE(vt->equal(kt));
+      EXPECT_TRUE(CORBA::TypeCode_var(v->type())->equal(TypeOf(k)));
     } else {
       EXPECT_BAD_ARG(CORBA::ConstantDef_var k = create());
     }
     if (t.setter_ok) {
       c->type_def(t.type);
-      CORBA::TypeCode_var ct = c->type();
-      CORBA::TypeCode_var tt = t.type->type();
-      EXPECT_TRUE(ct->equal(tt));
+      EXPECT_TRUE(TypeOf(c)->equal(TypeOf(t.type)));
     } else {
       EXPECT_BAD_ARG(c->type_def(t.type));
     }
@@ -604,9 +566,8 @@ TEST_F(NamedTypeTest, ConstantValueRulesAndRoundTrip) {
   CORBA::Double read = 0;
   ASSERT_TRUE(v.in() >>= read);
   EXPECT_EQ(read, pi);
-  CORBA::TypeCode_var t = c->type();
-  EXPECT_TRUE(t->equal(CORBA::_tc_double));
-  v = CORBA::ConstantDef_var(Find<CORBA::ConstantDef>("IDL:S:1.0"))->value();
+  EXPECT_TRUE(TypeOf(c)->equal(CORBA::_tc_double));
+  v = Find<CORBA::ConstantDef>("IDL:S:1.0")->value();
   const char* text = nullptr;
   ASSERT_TRUE(v.in() >>= text);
   EXPECT_STREQ(text, "caf\xc3\xa9 \x01");
@@ -672,21 +633,18 @@ TEST_F(NamedTypeTest, ChangeOfIdReachesEveryUser) {
                                      "IDL:A:1.0", "IDL:B:1.0"}));
   Reopen();
   CORBA::StructMemberSeq_var sm =
-      CORBA::StructDef_var(Find<CORBA::StructDef>("IDL:S:1.0"))->members();
+      Find<CORBA::StructDef>("IDL:S:1.0")->members();
   EXPECT_EQ(IdOf(sm[0].type_def), "IDL:T2:1.0");
   CORBA::SequenceDef_var seq = CORBA::SequenceDef::_narrow(sm[1].type_def);
   EXPECT_EQ(IdOf(CORBA::IDLType_var(seq->element_type_def())), "IDL:T2:1.0");
   EXPECT_EQ(IdOf(CORBA::IDLType_var(
-                CORBA::UnionDef_var(Find<CORBA::UnionDef>("IDL:U:1.0"))
-                    ->discriminator_type_def())),
+                Find<CORBA::UnionDef>("IDL:U:1.0")->discriminator_type_def())),
             "IDL:T2:1.0");
   CORBA::StructMemberSeq_var em =
-      CORBA::ExceptionDef_var(Find<CORBA::ExceptionDef>("IDL:E:1.0"))
-          ->members();
+      Find<CORBA::ExceptionDef>("IDL:E:1.0")->members();
   EXPECT_EQ(IdOf(em[0].type_def), "IDL:T2:1.0");
   EXPECT_EQ(IdOf(CORBA::IDLType_var(
-                CORBA::ValueBoxDef_var(Find<CORBA::ValueBoxDef>("IDL:B:1.0"))
-                    ->original_type_def())),
+                Find<CORBA::ValueBoxDef>("IDL:B:1.0")->original_type_def())),
             "IDL:T2:1.0");
 
   // A definition that does not refer to the old id refuses the change.

@@ -107,7 +107,7 @@ TEST_F(NamingTest, ChangeOfIdAndVersionRules) {
   CORBA::Container_var parent = c_->defined_in();
   EXPECT_EQ(IdOf(CORBA::Contained_var(CORBA::Contained::_narrow(parent))),
             "IDL:NewB:2.0");
-  CORBA::Contained_var(Find("IDL:A/B/C:1.0"))->version("3.1");
+  Find("IDL:A/B/C:1.0")->version("3.1");
   Reopen();
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B"))),
             "IDL:NewB:2.0");
@@ -196,7 +196,7 @@ TEST_F(NamingTest, CreateModuleChecks) {
   ext_->ext_beginUserTransaction();
   CORBA::ModuleDef_var(repo_->create_module("IDL:A2:1.0", "A", "1.0"));
   ext_->ext_endUserTransaction();
-  EXPECT_EQ(IdOf(CORBA::Contained_var(Find("IDL:A2:1.0"))), "IDL:A2:1.0");
+  EXPECT_EQ(IdOf(Find("IDL:A2:1.0")), "IDL:A2:1.0");
 }
 
 TEST_F(NamingTest, ContainersRefuseWhatTheyDoNotHold) {
@@ -252,7 +252,7 @@ TEST_F(CoreTest, CancelledUserTransactionLeavesNoTrace) {
   EXPECT_EQ(ContentsOf(repo_, CORBA::dk_Module), Ids{"IDL:K:1.0"});
   CORBA::String_var kept_name = keep->name();
   EXPECT_STREQ(kept_name.in(), "K");
-  EXPECT_EQ(IdOf(CORBA::Contained_var(Find("IDL:G:1.0"))), "<nil>");
+  EXPECT_EQ(IdOf(Find("IDL:G:1.0")), "<nil>");
 }
 
 }  // namespace

@@ -138,7 +138,7 @@ TEST_F(ValueTest, CreateValueChecksItsListsInOrder) {
   bad_base.base = interface_as_value;
   EXPECT_SYSEX(BAD_PARAM, OmgMinor(4),
                CORBA::ValueDef_var(Value("V", bad_base)));
-  EXPECT_EQ(IdOf(CORBA::Contained_var(Find("IDL:V:1.0"))), "<nil>");
+  EXPECT_EQ(IdOf(Find("IDL:V:1.0")), "<nil>");
 
   // Names are free once more: the same name with sound lists works, and
   // a concrete or abstract base may be any value type.
@@ -245,7 +245,7 @@ TEST_F(ValueTest, IsAFollowsBasesAndSupportedInterfacesAtEveryLevel) {
   v->supported_interfaces(CORBA::InterfaceDefSeq());
   check("cleared", false);
   EXPECT_EQ(Refs("IDL:G:1.0", "derives"), Ids{"IDL:B:1.0"});
-  v->base_value(CORBA::ValueDef_var(Find<CORBA::ValueDef>("IDL:Other:1.0")));
+  v->base_value(Find<CORBA::ValueDef>("IDL:Other:1.0"));
   EXPECT_TRUE(v->is_a("IDL:Other:1.0"));
   v->base_value(v);
   CORBA::TypeCode_var tc = v->type();
@@ -261,7 +261,7 @@ TEST_F(ValueTest, IsAFollowsBasesAndSupportedInterfacesAtEveryLevel) {
   EXPECT_REPORT(BAD_PARAM, IrMinor(0x54), "CORBA::ValueDef::id(...)",
                 other->id("IDL:G:1.0"));
   base = Find<CORBA::ValueDef>("IDL:B:1.0");
-  CORBA::ValueDef_var(Find<CORBA::ValueDef>("IDL:G:1.0"))->id("IDL:G2:1.0");
+  Find<CORBA::ValueDef>("IDL:G:1.0")->id("IDL:G2:1.0");
   EXPECT_EQ(IdOf(CORBA::ValueDef_var(base->base_value())), "IDL:G2:1.0");
   EXPECT_TRUE(base->is_a("IDL:G2:1.0"));
   Reopen();
@@ -403,7 +403,7 @@ TEST_F(ValueTest, AccessIsCheckedButOnlyKeptInTheServant) {
   EXPECT_EQ(m->access(), CORBA::PUBLIC_MEMBER);
   Reopen();
   auto access_of = [&](const char* id) {
-    return CORBA::ValueMemberDef_var(Find<CORBA::ValueMemberDef>(id))->access();
+    return Find<CORBA::ValueMemberDef>(id)->access();
   };
   EXPECT_EQ(access_of("IDL:V/m:1.0"), CORBA::PRIVATE_MEMBER)
       << "access was written";
@@ -574,8 +574,7 @@ TEST_F(ValueTest, DescriptionHoldsOwnMembersWithEveryListAndFlag) {
   }
 
   // A value type at the top with no base describes both as "".
-  CORBA::Contained::Description_var desc =
-      CORBA::Contained_var(Find("IDL:B:1.0"))->describe();
+  CORBA::Contained::Description_var desc = Find("IDL:B:1.0")->describe();
   const CORBA::ValueDescription* vd = nullptr;
   ASSERT_TRUE(desc->value >>= vd);
   EXPECT_STREQ(vd->defined_in.in(), "");

@@ -92,20 +92,15 @@ class CompiledValueTypeCodeTest : public IrTest {
       CORBA::Contained_var(repo_->lookup_id(id.c_str()));
     for (const Expect& e : expected) {
       SCOPED_TRACE(std::string(when) + ": " + e.id);
-      CORBA::Contained_var c = repo_->lookup_id(e.id);
-      ASSERT_FALSE(CORBA::is_nil(c));
-      CORBA::TypeCode_var tc =
-          CORBA::IDLType_var(CORBA::IDLType::_narrow(c))->type();
+      CORBA::TypeCode_var tc = TypeOf(Find<CORBA::IDLType>(e.id));
       ASSERT_FALSE(CORBA::is_nil(tc));
       EXPECT_TRUE(tc->equal(e.compiled));
       EXPECT_TRUE(tc->equivalent(e.compiled));
     }
     // A state member of a value type holding itself reports its type's
     // whole TypeCode, not a placeholder.
-    CORBA::Contained_var kids = repo_->lookup("::VT::Node::kids");
-    CORBA::TypeCode_var kids_tc =
-        CORBA::ValueMemberDef_var(CORBA::ValueMemberDef::_narrow(kids))->type();
-    CORBA::TypeCode_var element = kids_tc->content_type();
+    CORBA::TypeCode_var element =
+        TcAt(TypeOf(Find<CORBA::ValueMemberDef>("IDL:Node/kids:1.0")), {-1});
     EXPECT_EQ(element->kind(), CORBA::tk_value);
     EXPECT_EQ(element->member_count(), 5u);
   }
@@ -172,40 +167,32 @@ TEST_F(ValueTypeCodeTest, FollowsMembersBaseNameAndId) {
     EXPECT_STREQ(tc->name(), v_name);
     EXPECT_EQ(MemberNames(tc), names);
     // The derived value type holds the same TypeCode as its base.
-    CORBA::TypeCode_var wtc = w->type();
-    CORBA::TypeCode_var base = wtc->concrete_base_type();
-    EXPECT_TRUE(base->equal(tc));
+    EXPECT_TRUE(
+        CORBA::TypeCode_var(TypeOf(w)->concrete_base_type())->equal(tc));
     // The member holding a sequence of the value type closes onto it.
     for (CORBA::ULong i = 0; i < tc->member_count(); ++i) {
-      CORBA::TypeCode_var m = tc->member_type(i);
-      if (m->kind() != CORBA::tk_sequence) continue;
-      CORBA::TypeCode_var element = m->content_type();
+      if (TcAt(tc, {int(i)})->kind() != CORBA::tk_sequence) continue;
+      CORBA::TypeCode_var element = TcAt(tc, {int(i), -1});
       EXPECT_STREQ(element->id(), v_id);
       EXPECT_EQ(element->member_count(), names.size());
     }
   };
   check("created", "IDL:V:1.0", "V", {"a", "self"});
-  CORBA::TypeCode_var tc = v->type();
   // Public members carry 0 and private ones 1, as compiled TypeCodes do.
-  EXPECT_EQ(tc->member_visibility(0), 0);
-  EXPECT_EQ(tc->member_visibility(1), 1);
+  EXPECT_EQ(TypeOf(v)->member_visibility(0), 0);
+  EXPECT_EQ(TypeOf(v)->member_visibility(1), 1);
 
   a->name("renamed");
   check("member renamed", "IDL:V:1.0", "V", {"renamed", "self"});
   // A member with a new id still finds its entry.
   self->id("IDL:V/self2:1.0");
-  CORBA::Contained_var moved = repo_->lookup("::V::self");
-  CORBA::TypeCode_var self_tc =
-      CORBA::ValueMemberDef_var(CORBA::ValueMemberDef::_narrow(moved))->type();
-  CORBA::TypeCode_var self_element = self_tc->content_type();
-  EXPECT_EQ(self_element->member_count(), 2u);
+  CORBA::ValueMemberDef_var moved = CORBA::ValueMemberDef::_narrow(
+      CORBA::Contained_var(repo_->lookup("::V::self")));
+  EXPECT_EQ(TcAt(TypeOf(moved), {-1})->member_count(), 2u);
   a->type_def(s);
-  tc = v->type();
-  CORBA::TypeCode_var first = tc->member_type(0);
-  EXPECT_EQ(first->kind(), CORBA::tk_string);
+  EXPECT_EQ(TcAt(TypeOf(v), {0})->kind(), CORBA::tk_string);
   a->access(CORBA::PRIVATE_MEMBER);
-  tc = v->type();
-  EXPECT_EQ(tc->member_visibility(0), 1);
+  EXPECT_EQ(TypeOf(v)->member_visibility(0), 1);
   // A name that cannot be a TypeCode's member name changes nothing.
   EXPECT_REPORT(BAD_PARAM, IrMinor(0x48), "CORBA::Contained::name(...)",
                 a->name("not a name"));
@@ -230,12 +217,10 @@ TEST_F(ValueTypeCodeTest, FollowsMembersBaseNameAndId) {
   check("member destroyed", "IDL:V2:1.0", "V2", {"self", "late"});
 
   w->base_value(CORBA::ValueDef::_nil());
-  CORBA::TypeCode_var wtc = w->type();
-  CORBA::TypeCode_var no_base = wtc->concrete_base_type();
-  EXPECT_EQ(no_base->kind(), CORBA::tk_null);
+  EXPECT_EQ(CORBA::TypeCode_var(TypeOf(w)->concrete_base_type())->kind(),
+            CORBA::tk_null);
   w->is_truncatable(true);
-  wtc = w->type();
-  EXPECT_EQ(wtc->type_modifier(), CORBA::VM_TRUNCATABLE);
+  EXPECT_EQ(TypeOf(w)->type_modifier(), CORBA::VM_TRUNCATABLE);
 }
 
 TEST_F(ValueTypeCodeTest, MembersWithoutATypeCodeAreLeftOut) {
@@ -294,21 +279,14 @@ TEST_F(ValueTypeCodeTest, ValueBoxesBoxAndAreHeldByValueTypes) {
     CORBA::TypeCode_var vtc = v->type();
     ASSERT_EQ(MemberNames(vtc),
               (std::vector<std::string>{"x", "next", "boxed"}));
-    CORBA::TypeCode_var next = vtc->member_type(1);
-    EXPECT_STREQ(next->id(), "IDL:VList:1.0");
-    CORBA::TypeCode_var seq = next->content_type();
-    CORBA::TypeCode_var element = seq->content_type();
-    EXPECT_STREQ(element->id(), "IDL:V:1.0");
-    CORBA::TypeCode_var boxed = vtc->member_type(2);
-    EXPECT_STREQ(boxed->id(), "IDL:VBox:1.0");
-    CORBA::TypeCode_var inner = boxed->content_type();
-    EXPECT_STREQ(inner->id(), "IDL:V:1.0");
+    EXPECT_STREQ(TcAt(vtc, {1})->id(), "IDL:VList:1.0");
+    EXPECT_STREQ(TcAt(vtc, {1, -1, -1})->id(), "IDL:V:1.0");
+    EXPECT_STREQ(TcAt(vtc, {2})->id(), "IDL:VBox:1.0");
+    EXPECT_STREQ(TcAt(vtc, {2, -1})->id(), "IDL:V:1.0");
     // What a client receives: every TypeCode travels whole.
     EXPECT_TRUE(RoundTrips(vtc));
     for (const char* id : {"IDL:VBox:1.0", "IDL:VList:1.0"}) {
-      CORBA::Contained_var c = repo_->lookup_id(id);
-      CORBA::TypeCode_var btc =
-          CORBA::ValueBoxDef_var(CORBA::ValueBoxDef::_narrow(c))->type();
+      CORBA::TypeCode_var btc = TypeOf(Find<CORBA::ValueBoxDef>(id));
       EXPECT_EQ(btc->kind(), CORBA::tk_value_box) << id;
       EXPECT_TRUE(RoundTrips(btc)) << id;
     }
