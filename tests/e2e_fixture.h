@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <omniORB4/CORBA.h>
 
-#include <fstream>
 #include <string>
 
 #include "e2e_server.h"
@@ -89,11 +88,6 @@ class IrServerE2E : public ::testing::Test {
   static IRExt::Repository_ptr ext_repository_at(const std::string& url) {
     CORBA::Object_var obj = object_at(url);
     return IRExt::Repository::_narrow(obj);
-  }
-
-  static void write_file(const std::string& path, const std::string& text) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << text;
   }
 };
 

@@ -1,19 +1,17 @@
-// End-to-end: omniORB's _get_interface() against irserver.  An ordinary
-// omniORB server (echo_server, built from echo.idl) is started with
+// End-to-end: omniORB's _get_interface() against irserver.  echo.idl is
+// fed into the repository with irctl; an ordinary omniORB server
+// (echo_server, built from echo.idl) is started with
 // -ORBInitRef InterfaceRepository=<irserver's corbaloc>; this process is
 // a dynamic client that knows nothing of echo.idl: it asks the echo
 // object for its InterfaceDef, learns the operations from the repository
 // and calls them through the DII with the TypeCodes it was given.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <omniORB4/CORBA.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "e2e_fixture.h"
@@ -22,144 +20,6 @@
 #include "orb_main.h"
 
 namespace {
-
-// The echo server as a child process, killed with the object.
-class EchoServerProcess {
- public:
-  explicit EchoServerProcess(std::string repository)
-      : repository_(std::move(repository)) {}
-  ~EchoServerProcess() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      wait_for_process(pid_, 20000);
-    }
-  }
-  EchoServerProcess(const EchoServerProcess&) = delete;
-  EchoServerProcess& operator=(const EchoServerProcess&) = delete;
-
-  // Starts the server and waits up to 20 s for its IOR; "" when it is
-  // ready, else what went wrong.
-  std::string start() {
-    std::string ior_file = dir_.file("echo.ior");
-    int out = open(dir_.file("stdout").c_str(),
-                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    int err = open(dir_.file("stderr").c_str(),
-                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (out < 0 || err < 0) return "cannot open the output files";
-    pid_ = spawn_process({ECHO_SERVER_PATH, ior_file, "-ORBInitRef",
-                          "InterfaceRepository=" + repository_, "-ORBendPoint",
-                          "giop:tcp:127.0.0.1:"},
-                         out, err);
-    close(out);
-    close(err);
-    if (pid_ < 0) return "cannot start " ECHO_SERVER_PATH;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < deadline) {
-      ior_ = read_file(ior_file);
-      if (!ior_.empty()) {
-        ior_.erase(ior_.find_last_not_of("\n") + 1);
-        return "";
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return "no IOR within 20 s; stderr: " + read_file(dir_.file("stderr"));
-  }
-  const std::string& ior() const { return ior_; }
-
- private:
-  TempDir dir_;
-  std::string repository_;
-  pid_t pid_ = -1;
-  std::string ior_;
-};
-
-// --- what an IDL compiler would put into the repository for echo.idl -------
-
-CORBA::ParameterDescription Param(const char* name, CORBA::IDLType_ptr type,
-                                  CORBA::ParameterMode mode) {
-  CORBA::ParameterDescription p;
-  p.name = name;
-  p.type = type->type();
-  p.type_def = CORBA::IDLType::_duplicate(type);
-  p.mode = mode;
-  return p;
-}
-
-// The exception EchoTest::Refused.
-CORBA::ExceptionDef_ptr DefineRefused(CORBA::Repository_ptr repo,
-                                      CORBA::ModuleDef_ptr module) {
-  CORBA::PrimitiveDef_var string_type = repo->get_primitive(CORBA::pk_string);
-  CORBA::PrimitiveDef_var long_type = repo->get_primitive(CORBA::pk_long);
-  CORBA::StructMemberSeq members;
-  members.length(2);
-  members[0].name = "reason";
-  members[0].type = string_type->type();
-  members[0].type_def = CORBA::IDLType::_duplicate(string_type);
-  members[1].name = "code";
-  members[1].type = long_type->type();
-  members[1].type_def = CORBA::IDLType::_duplicate(long_type);
-  return module->create_exception("IDL:EchoTest/Refused:1.0", "Refused", "1.0",
-                                  members);
-}
-
-// Defines module EchoTest with Base and Echo; `refuse` (which raises
-// Refused) only when `refused` is not nil.
-void DefineEcho(CORBA::Repository_ptr repo, CORBA::ModuleDef_ptr m,
-                CORBA::ExceptionDef_ptr refused) {
-  CORBA::PrimitiveDef_var l = repo->get_primitive(CORBA::pk_long);
-  CORBA::PrimitiveDef_var s = repo->get_primitive(CORBA::pk_string);
-  CORBA::PrimitiveDef_var d = repo->get_primitive(CORBA::pk_double);
-  CORBA::PrimitiveDef_var v = repo->get_primitive(CORBA::pk_void);
-  CORBA::SequenceDef_var longs = repo->create_sequence(0, l);
-  CORBA::IDLType_var long_seq =
-      m->create_alias("IDL:EchoTest/LongSeq:1.0", "LongSeq", "1.0", longs);
-  CORBA::ExceptionDefSeq none;
-  CORBA::ContextIdSeq no_contexts;
-
-  CORBA::InterfaceDef_var base = m->create_interface(
-      "IDL:EchoTest/Base:1.0", "Base", "1.0", CORBA::InterfaceDefSeq());
-  CORBA::ParDescriptionSeq p;
-  p.length(1);
-  p[0] = Param("x", l, CORBA::PARAM_IN);
-  CORBA::OperationDef_var(
-      base->create_operation("IDL:EchoTest/Base/ping:1.0", "ping", "1.0", l,
-                             CORBA::OP_NORMAL, p, none, no_contexts));
-
-  CORBA::InterfaceDefSeq bases;
-  bases.length(1);
-  bases[0] = CORBA::InterfaceDef::_duplicate(base);
-  CORBA::InterfaceDef_var echo =
-      m->create_interface("IDL:EchoTest/Echo:1.0", "Echo", "1.0", bases);
-  auto op = [&](const char* name, CORBA::IDLType_ptr result,
-                const CORBA::ParDescriptionSeq& params,
-                const CORBA::ExceptionDefSeq& raises) {
-    std::string id = std::string("IDL:EchoTest/Echo/") + name + ":1.0";
-    CORBA::OperationDef_var(
-        echo->create_operation(id.c_str(), name, "1.0", result,
-                               CORBA::OP_NORMAL, params, raises, no_contexts));
-  };
-  p[0] = Param("s", s, CORBA::PARAM_IN);
-  op("echo_string", s, p, none);
-  p.length(2);
-  p[0] = Param("values", long_seq, CORBA::PARAM_IN);
-  p[1] = Param("count", l, CORBA::PARAM_OUT);
-  op("sum", d, p, none);
-  p[0] = Param("a", s, CORBA::PARAM_INOUT);
-  p[1] = Param("b", s, CORBA::PARAM_INOUT);
-  op("swap", v, p, none);
-  p.length(1);
-  p[0] = Param("other", echo, CORBA::PARAM_IN);
-  op("self_ref", echo, p, none);
-  if (!CORBA::is_nil(refused)) {
-    CORBA::ExceptionDefSeq raises;
-    raises.length(1);
-    raises[0] = CORBA::ExceptionDef::_duplicate(refused);
-    p[0] = Param("why", s, CORBA::PARAM_IN);
-    op("refuse", v, p, raises);
-  }
-  CORBA::AttributeDef_var(echo->create_attribute(
-      "IDL:EchoTest/Echo/calls:1.0", "calls", "1.0", l, CORBA::ATTR_READONLY));
-}
 
 // --- the dynamic client ----------------------------------------------------
 
@@ -229,28 +89,50 @@ class GetInterfaceE2E : public IrServerE2E {
   void SetUp() override {
     IrServerE2E::SetUp();
     ASSERT_EQ(irserver_.start(), "");
-    repo_ = repository_at(irserver_.corbaloc());
-    ASSERT_FALSE(CORBA::is_nil(repo_));
-    module_ = repo_->create_module("IDL:EchoTest:1.0", "EchoTest", "1.0");
+  }
+
+  // Puts echo.idl (next to this file) into the repository with irctl.
+  void FeedEchoIdl() {
+    std::string file = __FILE__;
+    file = file.substr(0, file.rfind('/') + 1) + "echo.idl";
+    ProcessResult r =
+        run_process({irctl_path(), "--ir", irserver_.corbaloc(), "feed", file});
+    ASSERT_EQ(r.status(), 0) << r.describe();
+  }
+
+  void TearDown() override {
+    if (echo_pid_ > 0) {
+      kill(echo_pid_, SIGKILL);
+      wait_for_process(echo_pid_, 20000);
+    }
   }
 
   // Starts the echo server and returns its object's reference.
   CORBA::Object_ptr StartEcho() {
-    std::string problem = echo_.start();
-    EXPECT_EQ(problem, "");
+    std::string ior_file = echo_dir_.file("echo.ior"), problem = "no fork";
+    echo_pid_ =
+        spawn_to_files({ECHO_SERVER_PATH, ior_file, "-ORBInitRef",
+                        "InterfaceRepository=" + irserver_.corbaloc(),
+                        "-ORBendPoint", "giop:tcp:127.0.0.1:"},
+                       echo_dir_.file("stdout"), echo_dir_.file("stderr"));
+    std::string ior;
+    if (echo_pid_ > 0) {
+      problem.clear();
+      ior = first_line(ior_file, echo_pid_, 20000, &problem);
+    }
+    EXPECT_EQ(problem, "") << read_file(echo_dir_.file("stderr"));
     if (!problem.empty()) return CORBA::Object::_nil();
-    return test_orb()->string_to_object(echo_.ior().c_str());
+    return test_orb()->string_to_object(ior.c_str());
   }
 
   IrServerProcess irserver_;
-  EchoServerProcess echo_{irserver_.corbaloc()};
-  CORBA::Repository_var repo_;
-  CORBA::ModuleDef_var module_;
+  TempDir echo_dir_;
+  pid_t echo_pid_ = -1;
 };
 
 TEST_F(GetInterfaceE2E, DynamicClientLearnsAndCallsTheEchoServer) {
   Guarded([&] {
-    DefineEcho(repo_, module_, CORBA::ExceptionDef::_nil());
+    FeedEchoIdl();
     CORBA::Object_var target = StartEcho();
     ASSERT_FALSE(CORBA::is_nil(target));
 
@@ -347,30 +229,17 @@ TEST_F(GetInterfaceE2E, DynamicClientLearnsAndCallsTheEchoServer) {
     CORBA::Long calls = 0;
     ASSERT_TRUE(req->return_value() >>= calls);
     EXPECT_EQ(calls, 5);
-  });
-}
 
-TEST_F(GetInterfaceE2E, UserExceptionReachesTheDynamicClient) {
-  Guarded([&] {
-    CORBA::ExceptionDef_var refused = DefineRefused(repo_, module_);
-    ASSERT_FALSE(CORBA::is_nil(refused));
-    DefineEcho(repo_, module_, refused);
-    CORBA::Object_var target = StartEcho();
-    ASSERT_FALSE(CORBA::is_nil(target));
-    CORBA::InterfaceDef_var itf = target->_get_interface();
-    ASSERT_FALSE(CORBA::is_nil(itf));
-    CORBA::InterfaceDef::FullInterfaceDescription_var full =
-        itf->describe_interface();
+    // A user exception of the repository's TypeCode reaches the client.
     const CORBA::OperationDescription* refuse =
         Find(full->operations, "refuse");
     ASSERT_NE(refuse, nullptr);
     ASSERT_EQ(refuse->exceptions.length(), 1u);
     EXPECT_STREQ(refuse->exceptions[0].id.in(), "IDL:EchoTest/Refused:1.0");
-
-    CORBA::Request_var req =
-        Call(target, *refuse,
-             {Value(refuse->parameters[0].type,
-                    [](DynamicAny::DynAny_ptr d) { d->insert_string("no"); })});
+    req = Call(target, *refuse,
+               {Value(refuse->parameters[0].type, [](DynamicAny::DynAny_ptr d) {
+                 d->insert_string("no");
+               })});
     CORBA::Exception* raised = req->env()->exception();
     ASSERT_NE(raised, nullptr);
     CORBA::UnknownUserException* user =

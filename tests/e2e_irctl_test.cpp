@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "e2e_fixture.h"
 #include "e2e_server.h"
-#include "irctl_harness.h"
 #include "irext.hh"
 #include "orb_main.h"
 
@@ -37,17 +37,20 @@ std::vector<std::string> lines_with(const std::string& text,
   return out;
 }
 
-class IrctlE2E : public ::testing::Test {
+class IrctlE2E : public IrServerE2E {
  protected:
-  void SetUp() override { ASSERT_EQ(server_.start(), ""); }
+  void SetUp() override {
+    IrServerE2E::SetUp();
+    ASSERT_EQ(server_.start(), "");
+  }
 
-  static ToolResult irctl_on(const IrServerProcess& server,
-                             const std::vector<std::string>& args) {
+  static ProcessResult irctl_on(const IrServerProcess& server,
+                                const std::vector<std::string>& args) {
     std::vector<std::string> argv{irctl_path(), "--ir", server.corbaloc()};
     argv.insert(argv.end(), args.begin(), args.end());
-    return run_tool(argv);
+    return run_process(argv);
   }
-  ToolResult irctl(const std::vector<std::string>& args) {
+  ProcessResult irctl(const std::vector<std::string>& args) {
     return irctl_on(server_, args);
   }
 
@@ -62,21 +65,21 @@ class IrctlE2E : public ::testing::Test {
   void feed_ok(const std::vector<std::string>& args) {
     std::vector<std::string> all{"feed"};
     all.insert(all.end(), args.begin(), args.end());
-    ToolResult r = irctl(all);
-    ASSERT_EQ(r.status, 0) << r.describe();
+    ProcessResult r = irctl(all);
+    ASSERT_EQ(r.status(), 0) << r.describe();
   }
 
   // Everything the repository holds, as `irctl ls -R -l` prints it.
   std::string snapshot(const IrServerProcess& server) {
-    ToolResult r = irctl_on(server, {"ls", "-R", "-l"});
-    EXPECT_EQ(r.status, 0) << r.describe();
+    ProcessResult r = irctl_on(server, {"ls", "-R", "-l"});
+    EXPECT_EQ(r.status(), 0) << r.describe();
     return r.out;
   }
 
   // The repository ids of everything, sorted.
   std::vector<std::string> all_ids(const IrServerProcess& server) {
-    ToolResult r = irctl_on(server, {"find", "--ids", "*"});
-    EXPECT_EQ(r.status, 0) << r.describe();
+    ProcessResult r = irctl_on(server, {"find", "--ids", "*"});
+    EXPECT_EQ(r.status(), 0) << r.describe();
     std::vector<std::string> ids;
     for (const std::string& l : text_lines(r.out))
       ids.push_back(l.substr(l.rfind(' ') + 1));
@@ -84,41 +87,36 @@ class IrctlE2E : public ::testing::Test {
     return ids;
   }
 
-  CORBA::Repository_ptr repository(const IrServerProcess& server) {
-    CORBA::Object_var obj =
-        test_orb()->string_to_object(server.corbaloc().c_str());
-    return CORBA::Repository::_narrow(obj);
-  }
-
   // omniidl with the C++ back-end accepts `path` (its output goes to a
   // directory of its own).
   void expect_cxx_accepts(const std::string& path) {
     TempDir out;
-    ToolResult r = run_tool({"omniidl", "-bcxx", "-C" + out.path(), path});
-    EXPECT_EQ(r.status, 0) << "omniidl -bcxx refused the output: "
-                           << r.describe();
+    ProcessResult r =
+        run_process({"omniidl", "-bcxx", "-C" + out.path(), path});
+    EXPECT_EQ(r.status(), 0)
+        << "omniidl -bcxx refused the output: " << r.describe();
   }
 
   // `irctl idl` of `server`; the same text after feeding it into a fresh
   // repository; and both repositories hold the same ids.
   std::string expect_idl_round_trip(const IrServerProcess& server,
                                     bool cxx = true) {
-    ToolResult printed = irctl_on(server, {"idl"});
-    EXPECT_EQ(printed.status, 0) << printed.describe();
+    ProcessResult printed = irctl_on(server, {"idl"});
+    EXPECT_EQ(printed.status(), 0) << printed.describe();
     std::string path = server.dir() + "/printed.idl";
     write_text(path, printed.out);
     if (cxx) {
       expect_cxx_accepts(path);
     } else {
-      ToolResult front = run_tool({"omniidl", path});
-      EXPECT_EQ(front.status, 0) << front.describe();
+      ProcessResult front = run_process({"omniidl", path});
+      EXPECT_EQ(front.status(), 0) << front.describe();
     }
     IrServerProcess fresh;
     EXPECT_EQ(fresh.start(), "");
-    ToolResult fed = irctl_on(fresh, {"feed", path});
-    EXPECT_EQ(fed.status, 0) << fed.describe();
-    ToolResult again = irctl_on(fresh, {"idl"});
-    EXPECT_EQ(again.status, 0) << again.describe();
+    ProcessResult fed = irctl_on(fresh, {"feed", path});
+    EXPECT_EQ(fed.status(), 0) << fed.describe();
+    ProcessResult again = irctl_on(fresh, {"idl"});
+    EXPECT_EQ(again.status(), 0) << again.describe();
     EXPECT_EQ(again.out, printed.out) << "printing the fed output differs";
     EXPECT_EQ(all_ids(fresh), all_ids(server));
     return printed.out;
@@ -130,8 +128,8 @@ class IrctlE2E : public ::testing::Test {
     ASSERT_EQ(server.start(), "");
     std::string path = server.dir() + "/row.idl";
     write_text(path, idl);
-    ToolResult fed = irctl_on(server, {"feed", path});
-    ASSERT_EQ(fed.status, 0) << fed.describe();
+    ProcessResult fed = irctl_on(server, {"feed", path});
+    ASSERT_EQ(fed.status(), 0) << fed.describe();
     expect_idl_round_trip(server, cxx);
   }
 
@@ -164,15 +162,15 @@ TEST_F(IrctlE2E, HelpDescribesToolAndEveryCommand) {
   for (const Case& c : cases) {
     std::vector<std::string> argv{irctl_path()};
     argv.insert(argv.end(), c.args.begin(), c.args.end());
-    ToolResult r = run_tool(argv);
-    EXPECT_EQ(r.status, 0) << c.args[0] << ": " << r.describe();
+    ProcessResult r = run_process(argv);
+    EXPECT_EQ(r.status(), 0) << c.args[0] << ": " << r.describe();
     EXPECT_EQ(r.err, "") << c.args[0];
     for (const std::string& m : c.mentions)
       EXPECT_TRUE(contains(r.out, m)) << c.args[0] << " help lacks " << m;
   }
 }
 
-TEST_F(IrctlE2E, CommandLineErrorsExitWithStatusTwo) {
+TEST_F(IrctlE2E, CommandLineErrorsAndWaysToTheRepository) {
   const std::vector<std::string> cases[] = {
       {},
       {"frobnicate"},
@@ -190,38 +188,33 @@ TEST_F(IrctlE2E, CommandLineErrorsExitWithStatusTwo) {
       {"rm", "-I", "dir", "::Some::Name"},
   };
   for (const std::vector<std::string>& args : cases) {
-    ToolResult r = irctl(args);
+    ProcessResult r = irctl(args);
     std::string what = args.empty() ? "(nothing)" : args[0];
-    EXPECT_EQ(r.status, 2) << what << ": " << r.describe();
+    EXPECT_EQ(r.status(), 2) << what << ": " << r.describe();
     std::vector<std::string> lines = text_lines(r.err);
     ASSERT_EQ(lines.size(), 1u) << what << ": " << r.describe();
     EXPECT_EQ(lines[0].rfind("irctl: ", 0), 0u) << lines[0];
   }
-}
 
-TEST_F(IrctlE2E, UnreachableRepositoryFailsWithOneLine) {
+  // An unreachable repository: one line naming it and the exception.
   std::string url = "corbaloc::127.0.0.1:" + std::to_string(free_tcp_port()) +
                     "/InterfaceRepository";
-  ToolResult r = run_tool({irctl_path(), "--ir", url, "ls"});
-  EXPECT_EQ(r.status, 1) << r.describe();
+  ProcessResult r = run_process({irctl_path(), "--ir", url, "ls"});
+  EXPECT_EQ(r.status(), 1) << r.describe();
   std::vector<std::string> lines = text_lines(r.err);
   ASSERT_EQ(lines.size(), 1u) << r.describe();
-  EXPECT_TRUE(contains(lines[0], url)) << lines[0];
-  EXPECT_TRUE(contains(lines[0], "CORBA::TRANSIENT")) << lines[0];
-  EXPECT_TRUE(contains(lines[0], "minor 0x")) << lines[0];
-}
+  for (const std::string& part :
+       {url, std::string("CORBA::TRANSIENT"), std::string("minor 0x")})
+    EXPECT_TRUE(contains(lines[0], part)) << lines[0];
 
-TEST_F(IrctlE2E, RepositoryFoundThroughOmniOrbInitialReferences) {
+  // omniORB's initial references find the repository too.
   const std::vector<std::string> ways[] = {
       {"-ORBInitRef", "InterfaceRepository=" + server_.corbaloc()},
       {"-ORBDefaultInitRef", server_.corbaloc_base()},
   };
   for (const std::vector<std::string>& way : ways) {
-    std::vector<std::string> argv{irctl_path()};
-    argv.insert(argv.end(), way.begin(), way.end());
-    argv.push_back("ls");
-    ToolResult r = run_tool(argv);
-    EXPECT_EQ(r.status, 0) << way[0] << ": " << r.describe();
+    r = run_process({irctl_path(), way[0], way[1], "ls"});
+    EXPECT_EQ(r.status(), 0) << way[0] << ": " << r.describe();
     EXPECT_TRUE(contains(r.out, "Object")) << way[0] << ": " << r.out;
   }
 }
@@ -247,61 +240,40 @@ module Shop {
 module Shop { interface Later : Versioned {}; };
 interface TopLevel {};
 )");
-  ToolResult r = irctl({"feed", path});
-  ASSERT_EQ(r.status, 0) << r.describe();
+  ProcessResult r = irctl({"feed", path});
+  ASSERT_EQ(r.status(), 0) << r.describe();
   EXPECT_TRUE(contains(r.out, "shop.idl: 9 created, 0 unchanged")) << r.out;
   EXPECT_TRUE(contains(r.out, "1 file fed")) << r.out;
 
-  struct Expected {
-    const char* name;
-    const char* id;
-    const char* version;
-    std::vector<std::string> bases;
+  // Scoped name, id, version and base interfaces of each.
+  const char* const expected[] = {
+      "::Shop IDL:example.org/Shop:1.0 1.0",
+      "::Shop::Catalog IDL:example.org/Shop/Catalog:1.0 1.0 IDL:Object:1.0",
+      "::Shop::Item IDL:example.org/Shop/Item:1.0 1.0 "
+      "IDL:example.org/Shop/Catalog:1.0",
+      "::Shop::Inner::Deep IDL:inner.example/Deep:1.0 1.0 "
+      "IDL:example.org/Shop/Item:1.0 IDL:example.org/Shop/Catalog:1.0",
+      "::Shop::Versioned IDL:example.org/Shop/Versioned:3.2 3.2 "
+      "IDL:Object:1.0",
+      "::Shop::Special LOCAL:special-id 1.0 IDL:Object:1.0",
+      "::Shop::Later IDL:example.org/Shop/Later:1.0 1.0 "
+      "IDL:example.org/Shop/Versioned:3.2",
+      "::TopLevel IDL:example.org/TopLevel:1.0 1.0 IDL:Object:1.0",
   };
-  const Expected expected[] = {
-      {"::Shop", "IDL:example.org/Shop:1.0", "1.0", {}},
-      {"::Shop::Catalog",
-       "IDL:example.org/Shop/Catalog:1.0",
-       "1.0",
-       {"IDL:Object:1.0"}},
-      {"::Shop::Item",
-       "IDL:example.org/Shop/Item:1.0",
-       "1.0",
-       {"IDL:example.org/Shop/Catalog:1.0"}},
-      {"::Shop::Inner::Deep",
-       "IDL:inner.example/Deep:1.0",
-       "1.0",
-       {"IDL:example.org/Shop/Item:1.0", "IDL:example.org/Shop/Catalog:1.0"}},
-      {"::Shop::Versioned",
-       "IDL:example.org/Shop/Versioned:3.2",
-       "3.2",
-       {"IDL:Object:1.0"}},
-      {"::Shop::Special", "LOCAL:special-id", "1.0", {"IDL:Object:1.0"}},
-      {"::Shop::Later",
-       "IDL:example.org/Shop/Later:1.0",
-       "1.0",
-       {"IDL:example.org/Shop/Versioned:3.2"}},
-      {"::TopLevel", "IDL:example.org/TopLevel:1.0", "1.0", {"IDL:Object:1.0"}},
-  };
-  CORBA::Repository_var repo = repository(server_);
-  ASSERT_FALSE(CORBA::is_nil(repo));
-  for (const Expected& e : expected) {
-    SCOPED_TRACE(e.name);
-    CORBA::Contained_var c = repo->lookup(e.name);
-    ASSERT_FALSE(CORBA::is_nil(c));
-    CORBA::String_var id = c->id();
-    CORBA::String_var version = c->version();
-    EXPECT_STREQ(id.in(), e.id);
-    EXPECT_STREQ(version.in(), e.version);
-    if (c->def_kind() != CORBA::dk_Interface) continue;
+  CORBA::Repository_var repo = repository_at(server_.corbaloc());
+  for (const std::string e : expected) {
+    std::string name = e.substr(0, e.find(' '));
+    CORBA::Contained_var c = repo->lookup(name.c_str());
+    ASSERT_FALSE(CORBA::is_nil(c)) << name;
+    CORBA::String_var id = c->id(), version = c->version();
+    std::string seen = name + " " + id.in() + " " + version.in();
     CORBA::InterfaceDef_var iface = CORBA::InterfaceDef::_narrow(c);
-    CORBA::InterfaceDefSeq_var bases = iface->base_interfaces();
-    std::vector<std::string> ids;
-    for (CORBA::ULong i = 0; i < bases->length(); ++i) {
-      CORBA::String_var b = bases[i]->id();
-      ids.push_back(b.in());
-    }
-    EXPECT_EQ(ids, e.bases);
+    CORBA::InterfaceDefSeq_var bases = CORBA::is_nil(iface)
+                                           ? new CORBA::InterfaceDefSeq
+                                           : iface->base_interfaces();
+    for (CORBA::ULong i = 0; i < bases->length(); ++i)
+      seen += " " + std::string(CORBA::String_var(bases[i]->id()).in());
+    EXPECT_EQ(seen, e);
   }
 }
 
@@ -312,18 +284,18 @@ TEST_F(IrctlE2E, RefeedLeavesIdenticalDefinitionsAndReplaceChangesOthers) {
   std::string v2 = idl_file("v2.idl",
                             "module M { interface A {}; interface B {};\n"
                             "  interface C : B {}; };\n");
-  ToolResult first = irctl({"feed", v1});
-  ASSERT_EQ(first.status, 0) << first.describe();
+  ProcessResult first = irctl({"feed", v1});
+  ASSERT_EQ(first.status(), 0) << first.describe();
   EXPECT_TRUE(contains(first.out, "v1.idl: 4 created, 0 unchanged"));
 
-  ToolResult again = irctl({"feed", v1});
-  EXPECT_EQ(again.status, 0) << again.describe();
+  ProcessResult again = irctl({"feed", v1});
+  EXPECT_EQ(again.status(), 0) << again.describe();
   EXPECT_TRUE(contains(again.out, "v1.idl: 0 created, 4 unchanged"))
       << again.out;
 
   std::string before = snapshot(server_);
-  ToolResult differs = irctl({"feed", v2});
-  EXPECT_EQ(differs.status, 1) << differs.describe();
+  ProcessResult differs = irctl({"feed", v2});
+  EXPECT_EQ(differs.status(), 1) << differs.describe();
   std::vector<std::string> lines = text_lines(differs.err);
   ASSERT_EQ(lines.size(), 1u) << differs.err;
   EXPECT_TRUE(contains(lines[0], "v2.idl:2: ::M::C (IDL:M/C:1.0)")) << lines[0];
@@ -331,13 +303,13 @@ TEST_F(IrctlE2E, RefeedLeavesIdenticalDefinitionsAndReplaceChangesOthers) {
   EXPECT_TRUE(contains(lines[0], "--replace")) << lines[0];
   EXPECT_EQ(snapshot(server_), before);
 
-  ToolResult replaced = irctl({"feed", "--replace", v2});
-  EXPECT_EQ(replaced.status, 0) << replaced.describe();
+  ProcessResult replaced = irctl({"feed", "--replace", v2});
+  EXPECT_EQ(replaced.status(), 0) << replaced.describe();
   EXPECT_TRUE(contains(replaced.out,
                        "v2.idl: 0 created, 3 unchanged, 1 "
                        "replaced"))
       << replaced.out;
-  CORBA::Repository_var repo = repository(server_);
+  CORBA::Repository_var repo = repository_at(server_.corbaloc());
   CORBA::Contained_var c = repo->lookup("::M::C");
   CORBA::InterfaceDef_var iface = CORBA::InterfaceDef::_narrow(c);
   CORBA::InterfaceDefSeq_var bases = iface->base_interfaces();
@@ -375,23 +347,23 @@ module R {
   struct X { long code; };
 };)");
   feed_ok({v1});
-  ToolResult refused = irctl({"feed", v2});
-  EXPECT_EQ(refused.status, 1) << refused.describe();
-  ToolResult replaced = irctl({"feed", "--replace", v2});
-  ASSERT_EQ(replaced.status, 0) << replaced.describe();
-  ToolResult again = irctl({"feed", v2});
-  EXPECT_EQ(again.status, 0) << again.describe();
+  ProcessResult refused = irctl({"feed", v2});
+  EXPECT_EQ(refused.status(), 1) << refused.describe();
+  ProcessResult replaced = irctl({"feed", "--replace", v2});
+  ASSERT_EQ(replaced.status(), 0) << replaced.describe();
+  ProcessResult again = irctl({"feed", v2});
+  EXPECT_EQ(again.status(), 0) << again.describe();
   EXPECT_TRUE(contains(again.out, " 0 created, 10 unchanged")) << again.out;
 
   IrServerProcess direct;
   ASSERT_EQ(direct.start(), "");
-  ToolResult fed = irctl_on(direct, {"feed", v2});
-  ASSERT_EQ(fed.status, 0) << fed.describe();
+  ProcessResult fed = irctl_on(direct, {"feed", v2});
+  ASSERT_EQ(fed.status(), 0) << fed.describe();
   std::vector<std::string> ids = all_ids(server_);
   EXPECT_EQ(ids, all_ids(direct));
   for (const std::string& id : ids) {
-    ToolResult mine = irctl({"describe", id});
-    ToolResult theirs = irctl_on(direct, {"describe", id});
+    ProcessResult mine = irctl({"describe", id});
+    ProcessResult theirs = irctl_on(direct, {"describe", id});
     EXPECT_EQ(mine.out, theirs.out) << id;
   }
 }
@@ -433,8 +405,8 @@ TEST_F(IrctlE2E, FailedFeedChangesNothing) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     std::string before = snapshot(server_);
-    ToolResult r = irctl({"feed", idl_file(c.file, c.text)});
-    EXPECT_EQ(r.status, 1) << r.describe();
+    ProcessResult r = irctl({"feed", idl_file(c.file, c.text)});
+    EXPECT_EQ(r.status(), 1) << r.describe();
     std::vector<std::string> irctl_lines = lines_with(r.err, "irctl: ");
     ASSERT_EQ(irctl_lines.size(), 1u) << r.err;
     for (const std::string& part : c.message)
@@ -455,28 +427,28 @@ TEST_F(IrctlE2E, FilesAreFedIncludedFirstEachInItsOwnTransaction) {
   std::string bad = idl_file("bad.idl", "module Bad { interface };\n");
 
   // Named in the wrong order: the included file still goes first.
-  ToolResult r = irctl({"feed", user, base});
-  ASSERT_EQ(r.status, 0) << r.describe();
+  ProcessResult r = irctl({"feed", user, base});
+  ASSERT_EQ(r.status(), 0) << r.describe();
   EXPECT_LT(r.out.find("fed " + base), r.out.find("fed " + user)) << r.out;
 
   // One good and one refused file: the good one goes in.
   std::string good = idl_file("good.idl", "module Good { interface G {}; };\n");
-  ToolResult mixed = irctl({"feed", good, bad});
-  EXPECT_EQ(mixed.status, 1) << mixed.describe();
+  ProcessResult mixed = irctl({"feed", good, bad});
+  EXPECT_EQ(mixed.status(), 1) << mixed.describe();
   EXPECT_TRUE(contains(mixed.out, "1 file fed")) << mixed.out;
   EXPECT_TRUE(contains(mixed.out, "1 failed")) << mixed.out;
-  CORBA::Repository_var repo = repository(server_);
+  CORBA::Repository_var repo = repository_at(server_.corbaloc());
   EXPECT_FALSE(CORBA::is_nil(CORBA::Contained_var(repo->lookup("::Good::G"))));
 
   // --include-deps feeds the included file of a fresh repository too, and
   // rm --include-deps removes both.
   IrServerProcess fresh;
   ASSERT_EQ(fresh.start(), "");
-  ToolResult deps = irctl_on(fresh, {"feed", "--include-deps", user});
-  EXPECT_EQ(deps.status, 0) << deps.describe();
+  ProcessResult deps = irctl_on(fresh, {"feed", "--include-deps", user});
+  EXPECT_EQ(deps.status(), 0) << deps.describe();
   EXPECT_TRUE(contains(deps.out, "2 files fed")) << deps.out;
-  ToolResult rm = irctl_on(fresh, {"rm", "--include-deps", user});
-  EXPECT_EQ(rm.status, 0) << rm.describe();
+  ProcessResult rm = irctl_on(fresh, {"rm", "--include-deps", user});
+  EXPECT_EQ(rm.status(), 0) << rm.describe();
   EXPECT_EQ(all_ids(fresh), std::vector<std::string>{"IDL:Object:1.0"});
 }
 
@@ -529,8 +501,8 @@ TEST_F(IrctlE2E, BrokenParserSetupFailsCleanly) {
     }
     argv.insert(argv.end(),
                 {irctl_path(), "--ir", server_.corbaloc(), "feed", good});
-    ToolResult r = run_tool(argv);
-    EXPECT_EQ(r.status, 1) << r.describe();
+    ProcessResult r = run_process(argv);
+    EXPECT_EQ(r.status(), 1) << r.describe();
     std::vector<std::string> lines = text_lines(r.err);
     ASSERT_EQ(lines.size(), 1u) << r.err;
     EXPECT_TRUE(contains(lines[0], c.message)) << lines[0];
@@ -547,27 +519,27 @@ TEST_F(IrctlE2E, RemoveByNameWarnsAboutReferrersAndRefusesObject) {
                     "{}; interface Other {}; };\n")});
   std::string before = snapshot(server_);
   // Any unknown name stops the whole command before it removes anything.
-  ToolResult unknown = irctl({"rm", "::M::Other", "::No::Such"});
-  EXPECT_EQ(unknown.status, 1) << unknown.describe();
+  ProcessResult unknown = irctl({"rm", "::M::Other", "::No::Such"});
+  EXPECT_EQ(unknown.status(), 1) << unknown.describe();
   EXPECT_TRUE(contains(unknown.err, "::No::Such: no such definition"));
   EXPECT_EQ(snapshot(server_), before);
 
-  ToolResult object = irctl({"rm", "::Object"});
-  EXPECT_EQ(object.status, 1) << object.describe();
+  ProcessResult object = irctl({"rm", "::Object"});
+  EXPECT_EQ(object.status(), 1) << object.describe();
   EXPECT_TRUE(contains(object.err, "built-in Object")) << object.err;
 
-  ToolResult base = irctl({"rm", "::M::Base"});
-  EXPECT_EQ(base.status, 0) << base.describe();
+  ProcessResult base = irctl({"rm", "::M::Base"});
+  EXPECT_EQ(base.status(), 0) << base.describe();
   EXPECT_EQ(base.out, "removed ::M::Base (IDL:M/Base:1.0)\n");
   EXPECT_EQ(lines_with(base.err, "warning").size(), 1u) << base.err;
   EXPECT_TRUE(contains(base.err, "::M::Derived still refers to ::M::Base"))
       << base.err;
 
-  ToolResult by_id = irctl({"rm", "IDL:M/Derived:1.0", "::M::Other"});
-  EXPECT_EQ(by_id.status, 0) << by_id.describe();
+  ProcessResult by_id = irctl({"rm", "IDL:M/Derived:1.0", "::M::Other"});
+  EXPECT_EQ(by_id.status(), 0) << by_id.describe();
   EXPECT_EQ(by_id.err, "");
-  ToolResult module = irctl({"rm", "::M"});
-  EXPECT_EQ(module.status, 0) << module.describe();
+  ProcessResult module = irctl({"rm", "::M"});
+  EXPECT_EQ(module.status(), 0) << module.describe();
   EXPECT_EQ(all_ids(server_), std::vector<std::string>{"IDL:Object:1.0"});
 }
 
@@ -578,19 +550,19 @@ TEST_F(IrctlE2E, RemoveFilesKeepsModulesOthersStillUse) {
                            "module Shared { interface B : A {}; };\n"
                            "module OnlyB { interface X {}; };\n");
   feed_ok({a, b});
-  ToolResult rm_b = irctl({"rm", b});
-  EXPECT_EQ(rm_b.status, 0) << rm_b.describe();
+  ProcessResult rm_b = irctl({"rm", b});
+  EXPECT_EQ(rm_b.status(), 0) << rm_b.describe();
   EXPECT_TRUE(contains(rm_b.out, "removed ::OnlyB (IDL:OnlyB:1.0)"))
       << rm_b.out;
   EXPECT_FALSE(contains(rm_b.out, "removed ::Shared ")) << rm_b.out;
   EXPECT_EQ(all_ids(server_),
             (std::vector<std::string>{"IDL:Object:1.0", "IDL:Shared/A:1.0",
                                       "IDL:Shared:1.0"}));
-  ToolResult rm_a = irctl({"rm", a});
-  EXPECT_EQ(rm_a.status, 0) << rm_a.describe();
+  ProcessResult rm_a = irctl({"rm", a});
+  EXPECT_EQ(rm_a.status(), 0) << rm_a.describe();
   EXPECT_EQ(all_ids(server_), std::vector<std::string>{"IDL:Object:1.0"});
-  ToolResult gone = irctl({"rm", a});
-  EXPECT_EQ(gone.status, 0) << gone.describe();
+  ProcessResult gone = irctl({"rm", a});
+  EXPECT_EQ(gone.status(), 0) << gone.describe();
   EXPECT_TRUE(contains(gone.err, "not in the repository")) << gone.err;
 }
 
@@ -645,21 +617,21 @@ TEST_F(IrctlE2E, BrowseCommandsShowTheRepository) {
     return out;
   };
   for (const Case& c : cases) {
-    ToolResult r = irctl(c.args);
+    ProcessResult r = irctl(c.args);
     SCOPED_TRACE(c.args[0] + " " + c.args.back());
-    EXPECT_EQ(r.status, c.status) << r.describe();
+    EXPECT_EQ(r.status(), c.status) << r.describe();
     std::vector<std::string> lines;
     for (const std::string& l : text_lines(r.out)) lines.push_back(squeeze(l));
     EXPECT_EQ(lines, c.lines) << r.out;
   }
 
-  ToolResult recursive = irctl({"ls", "-R"});
-  EXPECT_EQ(recursive.status, 0) << recursive.describe();
+  ProcessResult recursive = irctl({"ls", "-R"});
+  EXPECT_EQ(recursive.status(), 0) << recursive.describe();
   EXPECT_TRUE(contains(recursive.out, "::Zoo::Inner:\n")) << recursive.out;
   EXPECT_LT(recursive.out.find("::Zoo::Inner:"), recursive.out.find("Catfish"));
 
-  ToolResult described = irctl({"describe", "::Zoo::Cat"});
-  EXPECT_EQ(described.status, 0) << described.describe();
+  ProcessResult described = irctl({"describe", "::Zoo::Cat"});
+  EXPECT_EQ(described.status(), 0) << described.describe();
   for (const char* line :
        {"kind: Interface", "id: IDL:Zoo/Cat:1.0", "defined in: IDL:Zoo:1.0",
         "type: interface Cat", "base interfaces: IDL:Zoo/Animal:1.0",
@@ -676,14 +648,14 @@ TEST_F(IrctlE2E, BrowseCommandsShowTheRepository) {
       {{"find", "--in", "::Nowhere", "*"}, "::Nowhere: no such definition"},
   };
   for (const auto& f : failing) {
-    ToolResult r = irctl(f.first);
-    EXPECT_EQ(r.status, 1) << f.second << ": " << r.describe();
+    ProcessResult r = irctl(f.first);
+    EXPECT_EQ(r.status(), 1) << f.second << ": " << r.describe();
     EXPECT_EQ(text_lines(r.err).size(), 1u) << r.err;
     EXPECT_TRUE(contains(r.err, f.second)) << r.err;
   }
 
-  ToolResult subtree = irctl({"idl", "::Zoo::Inner"});
-  EXPECT_EQ(subtree.status, 0) << subtree.describe();
+  ProcessResult subtree = irctl({"idl", "::Zoo::Inner"});
+  EXPECT_EQ(subtree.status(), 0) << subtree.describe();
   EXPECT_EQ(subtree.out,
             "module Zoo {\n"
             "  module Inner {\n"
@@ -843,9 +815,9 @@ std::vector<std::string> accepted_cos_files(std::vector<std::string>* refused) {
   std::sort(files.begin(), files.end());
   std::vector<std::string> accepted;
   for (const std::string& f : files) {
-    ToolResult r = run_tool({"omniidl", std::string("-I") + kCosDir,
-                             std::string("-I") + kOmniIdlDir, f});
-    (r.status == 0 ? accepted : *refused).push_back(f);
+    ProcessResult r = run_process({"omniidl", std::string("-I") + kCosDir,
+                                   std::string("-I") + kOmniIdlDir, f});
+    (r.status() == 0 ? accepted : *refused).push_back(f);
   }
   return accepted;
 }
@@ -868,73 +840,38 @@ std::vector<std::string> feed_corpus(const IrServerProcess& server) {
                                 std::string("-I") + kCosDir,
                                 std::string("-I") + kOmniIdlDir};
   argv.insert(argv.end(), files.begin(), files.end());
-  ToolResult r = run_tool(argv);
-  EXPECT_EQ(r.status, 0) << r.describe();
+  ProcessResult r = run_process(argv);
+  EXPECT_EQ(r.status(), 0) << r.describe();
   EXPECT_TRUE(contains(r.out, " 0 failed")) << r.out;
   return files;
-}
-
-TEST_F(IrctlE2E, CosCorpusFeedsPrintsBackAndRemoves) {
-  std::vector<std::string> files = feed_corpus(server_);
-  ASSERT_GT(files.size(), 40u);
-  ASSERT_FALSE(HasFailure()) << "the corpus did not go in";
-  ToolResult again = irctl({"feed", "--include-deps", "-I", kCosDir, "-I",
-                            kOmniIdlDir, files.front()});
-  EXPECT_EQ(again.status, 0) << again.describe();
-  EXPECT_TRUE(contains(again.out, " 0 created,")) << again.out;
-
-  expect_idl_round_trip(server_);
-
-  std::vector<std::string> rm{"rm", "--include-deps", "-I", kCosDir,
-                              "-I", kOmniIdlDir};
-  rm.insert(rm.end(), files.begin(), files.end());
-  ToolResult removed = irctl(rm);
-  EXPECT_EQ(removed.status, 0) << removed.describe();
-  EXPECT_EQ(all_ids(server_), std::vector<std::string>{"IDL:Object:1.0"});
 }
 
 // "::A::B" as {"A", "B"}.
 std::vector<std::string> scoped_parts(const std::string& scoped) {
   std::vector<std::string> parts;
-  std::size_t pos = 0;
-  while (pos < scoped.size()) {
-    std::size_t begin = scoped.find_first_not_of(':', pos);
-    if (begin == std::string::npos) break;
-    std::size_t end = scoped.find("::", begin);
-    if (end == std::string::npos) end = scoped.size();
-    parts.push_back(scoped.substr(begin, end - begin));
-    pos = end;
+  for (std::size_t pos = 2; pos < scoped.size();) {  // after the first "::"
+    std::size_t end = std::min(scoped.find("::", pos), scoped.size());
+    parts.push_back(scoped.substr(pos, end - pos));
+    pos = end + 2;
   }
   return parts;
 }
 
 // The C++ name of an IDL identifier, as omniidl's C++ back-end makes it.
 std::string cxx_identifier(const std::string& name) {
-  static const char* const kReserved[] = {
-      "and",          "and_eq",      "asm",        "auto",
-      "bitand",       "bitor",       "bool",       "break",
-      "case",         "catch",       "char",       "class",
-      "compl",        "const",       "const_cast", "continue",
-      "default",      "delete",      "do",         "double",
-      "dynamic_cast", "else",        "enum",       "explicit",
-      "export",       "extern",      "false",      "float",
-      "for",          "friend",      "goto",       "if",
-      "inline",       "int",         "long",       "mutable",
-      "namespace",    "new",         "not",        "not_eq",
-      "operator",     "or",          "or_eq",      "private",
-      "protected",    "public",      "register",   "reinterpret_cast",
-      "return",       "short",       "signed",     "sizeof",
-      "static",       "static_cast", "struct",     "switch",
-      "template",     "this",        "throw",      "true",
-      "try",          "typedef",     "typeid",     "typename",
-      "union",        "unsigned",    "using",      "virtual",
-      "void",         "volatile",    "wchar_t",    "while",
-      "xor",          "xor_eq"};
-  for (const char* r : kReserved)
-    if (name == r) return "_cxx_" + name;
+  static const std::string kReserved =
+      " and and_eq asm auto bitand bitor bool break case catch char class "
+      "compl const const_cast continue default delete do double dynamic_cast "
+      "else enum explicit export extern false float for friend goto if inline "
+      "int long mutable namespace new not not_eq operator or or_eq private "
+      "protected public register reinterpret_cast return short signed sizeof "
+      "static static_cast struct switch template this throw true try typedef "
+      "typeid typename union unsigned using virtual void volatile wchar_t "
+      "while xor xor_eq ";
+  if (kReserved.find(" " + name + " ") != std::string::npos)
+    return "_cxx_" + name;
   return name;
 }
-
 // The mangled symbol of the TypeCode constant that omniidl's C++ back-end
 // compiles for the definition at `path` (::A::B -> A::_tc_B).
 std::string typecode_symbol(const std::vector<std::string>& path) {
@@ -947,18 +884,22 @@ std::string typecode_symbol(const std::vector<std::string>& path) {
   return symbol + std::to_string(last.size()) + last + "E";
 }
 
-TEST_F(IrctlE2E, CosCorpusTypeCodesEqualCompiledOnes) {
+TEST_F(IrctlE2E, CosCorpusFeedsPrintsBackMatchesCompiledTypeCodesAndRemoves) {
+  std::vector<std::string> files = feed_corpus(server_);
+  ASSERT_GT(files.size(), 40u);
+  ASSERT_FALSE(HasFailure()) << "the corpus did not go in";
+  ProcessResult again = irctl({"feed", "--include-deps", "-I", kCosDir, "-I",
+                               kOmniIdlDir, files.front()});
+  EXPECT_EQ(again.status(), 0) << again.describe();
+  EXPECT_TRUE(contains(again.out, " 0 created,")) << again.out;
+
+  expect_idl_round_trip(server_);
+
+  // The TypeCodes of the corpus equal() the ones omniidl compiled into
+  // omniORB's COS library.
   void* cos = dlopen("libCOSDynamic4.so.2", RTLD_NOW | RTLD_GLOBAL);
   ASSERT_NE(cos, nullptr) << dlerror();
-  feed_corpus(server_);
-  ASSERT_FALSE(HasFailure()) << "the corpus did not go in";
-
-  IRExt::Repository_var repo;
-  {
-    CORBA::Object_var obj =
-        test_orb()->string_to_object(server_.corbaloc().c_str());
-    repo = IRExt::Repository::_narrow(obj);
-  }
+  IRExt::Repository_var repo = ext_repository_at(server_.corbaloc());
   CORBA::ContainedSeq_var defs = repo->ext_find_objects(
       "*", "", false, "Struct,Union,Enum,Alias,Exception,Interface");
   int checked = 0;
@@ -999,6 +940,13 @@ TEST_F(IrctlE2E, CosCorpusTypeCodesEqualCompiledOnes) {
   }
   EXPECT_GT(per_module.count("CosNaming"), 0u);
   EXPECT_GT(checked, 400);
+
+  std::vector<std::string> rm{"rm", "--include-deps", "-I", kCosDir,
+                              "-I", kOmniIdlDir};
+  rm.insert(rm.end(), files.begin(), files.end());
+  ProcessResult removed = irctl(rm);
+  EXPECT_EQ(removed.status(), 0) << removed.describe();
+  EXPECT_EQ(all_ids(server_), std::vector<std::string>{"IDL:Object:1.0"});
 }
 
 }  // namespace

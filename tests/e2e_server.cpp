@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -33,11 +32,16 @@ std::string errno_text(const std::string& what) {
   return what + ": " + std::strerror(errno);
 }
 
-// Forks and executes args[0] with standard input from /dev/null and the
-// two outputs on the given descriptors.  Everything the child needs is
-// prepared before fork(): the parent has ORB threads, so the child may
-// only make system calls until exec.  Returns the pid, or -1.
-pid_t spawn(const std::vector<std::string>& args, int out_fd, int err_fd) {
+int open_output_file(const std::string& path) {
+  return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+}
+
+}  // namespace
+
+// Everything the child needs is prepared before fork(): the parent has
+// ORB threads, so the child may only make system calls until exec.
+pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
+                    int err_fd) {
   std::vector<char*> argv;
   for (const std::string& a : args)
     argv.push_back(const_cast<char*>(a.c_str()));
@@ -61,8 +65,8 @@ pid_t spawn(const std::vector<std::string>& args, int out_fd, int err_fd) {
     signal(SIGPIPE, SIG_DFL);
     signal(SIGINT, SIG_DFL);
     signal(SIGTERM, SIG_DFL);
-    execv(argv[0], argv.data());
-    static const char kMsg[] = "e2e harness: exec of irserver failed\n";
+    execvp(argv[0], argv.data());
+    static const char kMsg[] = "e2e harness: exec failed\n";
     ssize_t ignored = write(2, kMsg, sizeof kMsg - 1);
     (void)ignored;
     _exit(127);
@@ -73,8 +77,7 @@ pid_t spawn(const std::vector<std::string>& args, int out_fd, int err_fd) {
   return pid;
 }
 
-// Waits for `pid` for up to `timeout_ms`, then kills it.
-ProcessResult wait_for(pid_t pid, int timeout_ms) {
+ProcessResult wait_for_process(pid_t pid, int timeout_ms) {
   ProcessResult result;
   auto deadline =
       std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
@@ -103,21 +106,6 @@ ProcessResult wait_for(pid_t pid, int timeout_ms) {
   return result;
 }
 
-int open_output_file(const std::string& path) {
-  return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-}
-
-}  // namespace
-
-pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
-                    int err_fd) {
-  return spawn(args, out_fd, err_fd);
-}
-
-ProcessResult wait_for_process(pid_t pid, int timeout_ms) {
-  return wait_for(pid, timeout_ms);
-}
-
 std::string ProcessResult::describe() const {
   std::ostringstream s;
   if (timed_out) s << "timed out (killed); ";
@@ -127,6 +115,7 @@ std::string ProcessResult::describe() const {
     s << "signal " << term_signal;
   else
     s << "no status";
+  if (!out.empty()) s << "; stdout: [" << out << "]";
   s << "; stderr: [" << err << "]";
   return s.str();
 }
@@ -153,19 +142,18 @@ std::string TempDir::file(const std::string& name) const {
   return path_ + "/" + name;
 }
 
-std::string irserver_path() {
+std::string build_path(const std::string& name) {
   const char* dir = std::getenv("IR_BUILD_DIR");
-  if (dir && *dir) return std::string(dir) + "/irserver";
+  if (dir && *dir) return std::string(dir) + "/" + name;
   std::error_code ec;
   fs::path self = fs::read_symlink("/proc/self/exe", ec);
   if (!ec) {
     for (const fs::path& candidate :
-         {self.parent_path() / "irserver",
-          self.parent_path().parent_path() / "irserver"}) {
+         {self.parent_path() / name, self.parent_path().parent_path() / name}) {
       if (fs::exists(candidate, ec)) return candidate.string();
     }
   }
-  return "irserver";
+  return name;
 }
 
 int free_tcp_port() {
@@ -193,27 +181,78 @@ std::string read_file(const std::string& path) {
   return s.str();
 }
 
+void write_text(const std::string& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out << text;
+}
+
+std::vector<std::string> text_lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::string::size_type start = 0;
+  while (start < text.size()) {
+    std::string::size_type nl = text.find('\n', start);
+    if (nl == std::string::npos) nl = text.size();
+    lines.push_back(text.substr(start, nl - start));
+    start = nl + 1;
+  }
+  return lines;
+}
+
 ProcessResult run_irserver(const std::vector<std::string>& args,
                            int timeout_ms) {
+  std::vector<std::string> argv{irserver_path()};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return run_process(argv, timeout_ms);
+}
+
+ProcessResult run_process(const std::vector<std::string>& argv,
+                          int timeout_ms) {
   TempDir outputs;
   std::string out_path = outputs.file("stdout"),
               err_path = outputs.file("stderr");
-  int out_fd = open_output_file(out_path);
-  int err_fd = open_output_file(err_path);
-  std::vector<std::string> argv{irserver_path()};
-  argv.insert(argv.end(), args.begin(), args.end());
   ProcessResult result;
-  pid_t pid = (out_fd >= 0 && err_fd >= 0) ? spawn(argv, out_fd, err_fd) : -1;
-  if (pid < 0) {
-    result.err = errno_text("starting irserver");
-  } else {
-    result = wait_for(pid, timeout_ms);
-  }
-  if (out_fd >= 0) close(out_fd);
-  if (err_fd >= 0) close(err_fd);
+  pid_t pid = spawn_to_files(argv, out_path, err_path);
+  if (pid < 0)
+    result.err = errno_text("starting " + argv[0]);
+  else
+    result = wait_for_process(pid, timeout_ms);
   result.out = read_file(out_path);
   result.err += read_file(err_path);
   return result;
+}
+
+pid_t spawn_to_files(const std::vector<std::string>& argv,
+                     const std::string& out_path, const std::string& err_path) {
+  int out_fd = open_output_file(out_path);
+  int err_fd = open_output_file(err_path);
+  pid_t pid =
+      (out_fd >= 0 && err_fd >= 0) ? spawn_process(argv, out_fd, err_fd) : -1;
+  int saved = errno;
+  if (out_fd >= 0) close(out_fd);
+  if (err_fd >= 0) close(err_fd);
+  errno = saved;
+  return pid;
+}
+
+std::string first_line(const std::string& path, pid_t pid, int timeout_ms,
+                       std::string* problem) {
+  auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+  while (std::chrono::steady_clock::now() < deadline) {
+    std::string text = read_file(path);
+    std::string::size_type nl = text.find('\n');
+    if (nl != std::string::npos) return text.substr(0, nl);
+    siginfo_t info{};
+    if (waitid(P_PID, pid, &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+        info.si_pid == pid) {
+      *problem = "the process ended before it wrote a line to " + path;
+      return "";
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  *problem = "no line in " + path + " within " +
+             std::to_string(timeout_ms / 1000) + " s";
+  return "";
 }
 
 IrServerProcess::IrServerProcess() : port_(free_tcp_port()) {
@@ -234,62 +273,20 @@ std::string IrServerProcess::corbaloc() const {
 
 std::string IrServerProcess::start() {
   if (running()) return "irserver is already running";
-  ready_line_.clear();
-  stderr_path_ = dir_.file("stderr." + std::to_string(++starts_));
+  std::string n = std::to_string(++starts_);
+  std::string out_path = dir_.file("stdout." + n);
+  stderr_path_ = dir_.file("stderr." + n);
   std::vector<std::string> argv{irserver_path(), "--db", db_path};
   if (pass_endpoint) {
     argv.push_back("--endpoint");
     argv.push_back("giop:tcp:127.0.0.1:" + std::to_string(port_));
   }
   argv.insert(argv.end(), extra_args.begin(), extra_args.end());
-
-  int pipe_fds[2];
-  if (pipe2(pipe_fds, O_CLOEXEC) != 0) return errno_text("pipe");
-  int err_fd = open_output_file(stderr_path_);
-  if (err_fd < 0) {
-    close(pipe_fds[0]);
-    close(pipe_fds[1]);
-    return errno_text("open " + stderr_path_);
-  }
-  pid_ = spawn(argv, pipe_fds[1], err_fd);
-  int spawn_errno = errno;
-  close(pipe_fds[1]);
-  close(err_fd);
-  if (pid_ < 0) {
-    close(pipe_fds[0]);
-    errno = spawn_errno;
-    return errno_text("fork");
-  }
-  stdout_fd_ = pipe_fds[0];
-
-  // Read standard output up to the first newline.
-  std::string out;
-  auto deadline = std::chrono::steady_clock::now() +
-                  std::chrono::milliseconds(kReadyTimeoutMs);
+  pid_ = spawn_to_files(argv, out_path, stderr_path_);
+  if (pid_ < 0) return errno_text("starting irserver");
   std::string problem;
-  while (out.find('\n') == std::string::npos) {
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                    deadline - std::chrono::steady_clock::now())
-                    .count();
-    if (left <= 0) {
-      problem = "no ready line within 20 s";
-      break;
-    }
-    pollfd p{stdout_fd_, POLLIN, 0};
-    int n = poll(&p, 1, static_cast<int>(left));
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) continue;
-    char buf[512];
-    ssize_t got = read(stdout_fd_, buf, sizeof buf);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) {
-      problem = "irserver closed its standard output before the ready line";
-      break;
-    }
-    out.append(buf, static_cast<std::size_t>(got));
-  }
+  ready_line_ = first_line(out_path, pid_, kReadyTimeoutMs, &problem);
   if (problem.empty()) {
-    ready_line_ = out.substr(0, out.find('\n'));
     std::string expected = "irserver: ready " + corbaloc() + " (database " +
                            fs::path(db_path).lexically_normal().string() + ")";
     if (ready_line_ == expected) return std::string();
@@ -301,10 +298,8 @@ std::string IrServerProcess::start() {
 }
 
 ProcessResult IrServerProcess::wait_for_end(int timeout_ms) {
-  ProcessResult result = wait_for(pid_, timeout_ms);
+  ProcessResult result = wait_for_process(pid_, timeout_ms);
   pid_ = -1;
-  if (stdout_fd_ >= 0) close(stdout_fd_);
-  stdout_fd_ = -1;
   result.err += read_file(stderr_path_);
   return result;
 }

@@ -1,4 +1,4 @@
-// Runs irserver as a child process for end-to-end tests.
+// Child processes of the end-to-end tests: irserver, irctl and omniidl.
 //
 // Every IrServerProcess owns a temporary directory (removed with the
 // object) that holds its database, its standard error and whatever a
@@ -18,9 +18,11 @@ struct ProcessResult {
   int exit_status = -1;    // its exit status
   int term_signal = 0;     // the signal that ended it, when not exited
   bool timed_out = false;  // killed by the harness after the time limit
-  std::string out;         // standard output (run_irserver only)
+  std::string out;         // standard output (run_process only)
   std::string err;         // standard error
-  // "exit status 1", "signal 9", "timed out" and the standard error.
+  // The exit status; 128 + signal when killed.
+  int status() const { return exited ? exit_status : 128 + term_signal; }
+  // "exit status 1", "signal 9", "timed out", standard output and error.
   std::string describe() const;
 };
 
@@ -39,28 +41,45 @@ class TempDir {
   std::string path_;
 };
 
-// The irserver executable: $IR_BUILD_DIR/irserver, else next to (or one
-// directory above) the test executable.
-std::string irserver_path();
+// A program of the build (irserver, irctl): $IR_BUILD_DIR/<name>, else
+// next to (or one directory above) the test executable.
+std::string build_path(const std::string& name);
+inline std::string irserver_path() { return build_path("irserver"); }
+inline std::string irctl_path() { return build_path("irctl"); }
 
 // A TCP port on 127.0.0.1 that was free a moment ago.
 int free_tcp_port();
 
-// Runs irserver with `args` to its end, capturing both outputs; kills it
-// after `timeout_ms` (and says so in the result).
+// Runs argv[0] (searched on PATH) with `argv` to its end, capturing both
+// outputs; kills it after `timeout_ms` (and says so in the result).
+ProcessResult run_process(const std::vector<std::string>& argv,
+                          int timeout_ms = 120000);
+// run_process of irserver with `args`.
 ProcessResult run_irserver(const std::vector<std::string>& args,
                            int timeout_ms = 20000);
 
-// Starts args[0] (a path) with `args`, standard input from /dev/null and
-// the outputs on the given descriptors; the child is killed when the
-// test process dies.  Returns the pid, or -1 (errno set).
+// Starts args[0] with `args`, standard input from /dev/null and the
+// outputs on the given descriptors; the child is killed when the test
+// process dies.  Returns the pid, or -1 (errno set).
 pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
                     int err_fd);
+// spawn_process with the outputs written to these files.
+pid_t spawn_to_files(const std::vector<std::string>& argv,
+                     const std::string& out_path, const std::string& err_path);
+// The first line that the child `pid` writes to the file `path`, waiting
+// up to `timeout_ms`; "" with `problem` set when the child ends first or
+// the time runs out.  Does not reap the child.
+std::string first_line(const std::string& path, pid_t pid, int timeout_ms,
+                       std::string* problem);
 // Waits up to `timeout_ms` for `pid` to end, then kills it.
 ProcessResult wait_for_process(pid_t pid, int timeout_ms);
 
 // The whole of a file ("" when it cannot be read).
 std::string read_file(const std::string& path);
+// Writes `text` to `path`, replacing it.
+void write_text(const std::string& path, const std::string& text);
+// The lines of `text` (a trailing newline ends the last line).
+std::vector<std::string> text_lines(const std::string& text);
 
 class IrServerProcess {
  public:
@@ -99,10 +118,7 @@ class IrServerProcess {
   std::string corbaloc_base() const;
   // corbaloc_base() + "/InterfaceRepository"
   std::string corbaloc() const;
-  const std::string& ready_line() const { return ready_line_; }
   const std::string& dir() const { return dir_.path(); }
-  // The standard error of the latest start (so far).
-  std::string stderr_text() const { return read_file(stderr_path_); }
 
  private:
   ProcessResult wait_for_end(int timeout_ms);
@@ -110,7 +126,6 @@ class IrServerProcess {
   TempDir dir_;
   int port_;
   pid_t pid_ = -1;
-  int stdout_fd_ = -1;
   int starts_ = 0;
   std::string stderr_path_;
   std::string ready_line_;

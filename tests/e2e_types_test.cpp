@@ -1,11 +1,16 @@
-// End-to-end: every named type created by an IIOP client of a real
-// irserver, described, and found again with the same descriptions and
+// End-to-end: every named type and value type fed by irctl into a real
+// irserver (bases, supported interfaces, initializers, public
+// and private state members, recursion through sequences, value boxes both
+// ways), described, and found again with the same descriptions and
 // TypeCodes after the server has restarted.
 #include <gtest/gtest.h>
 #include <omniORB4/CORBA.h>
 
-#include <map>
+#include <algorithm>
+#include <cstdio>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "e2e_fixture.h"
 #include "e2e_server.h"
@@ -14,192 +19,213 @@
 
 namespace {
 
-class TypesE2E : public IrServerE2E {
- protected:
-  // Members as an IDL compiler sends them: tk_void, the type in type_def.
-  static CORBA::StructMemberSeq Members(
-      std::vector<std::pair<const char*, CORBA::IDLType_ptr>> list) {
-    CORBA::StructMemberSeq seq;
-    seq.length(static_cast<CORBA::ULong>(list.size()));
-    for (CORBA::ULong i = 0; i < seq.length(); ++i) {
-      seq[i].name = list[i].first;
-      seq[i].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-      seq[i].type_def = CORBA::IDLType::_duplicate(list[i].second);
-    }
-    return seq;
-  }
+using Names = std::vector<std::string>;
 
-  // What describe_contents says about one definition.
-  struct Seen {
-    CORBA::DefinitionKind kind;
-    std::string name;
-    std::string defined_in;
-    CORBA::TypeCode_var type;
-    CORBA::Any value;  // constants only
-  };
-
-  static std::map<std::string, Seen> Describe(CORBA::Container_ptr c) {
-    std::map<std::string, Seen> out;
-    CORBA::Container::DescriptionSeq_var all =
-        c->describe_contents(CORBA::dk_all, false, -1);
-    for (CORBA::ULong i = 0; i < all->length(); ++i) {
-      const CORBA::Container::Description& d = all[i];
-      Seen seen;
-      seen.kind = d.kind;
-      const CORBA::TypeDescription* td = nullptr;
-      const CORBA::ExceptionDescription* ed = nullptr;
-      const CORBA::ConstantDescription* cd = nullptr;
-      std::string id;
-      if (d.kind == CORBA::dk_Exception && (d.value >>= ed)) {
-        id = ed->id.in();
-        seen.name = ed->name.in();
-        seen.defined_in = ed->defined_in.in();
-        seen.type = CORBA::TypeCode::_duplicate(ed->type);
-      } else if (d.kind == CORBA::dk_Constant && (d.value >>= cd)) {
-        id = cd->id.in();
-        seen.name = cd->name.in();
-        seen.defined_in = cd->defined_in.in();
-        seen.type = CORBA::TypeCode::_duplicate(cd->type);
-        seen.value = cd->value;
-      } else if (d.value >>= td) {
-        id = td->id.in();
-        seen.name = td->name.in();
-        seen.defined_in = td->defined_in.in();
-        seen.type = CORBA::TypeCode::_duplicate(td->type);
-      } else {
-        ADD_FAILURE() << "description of kind " << d.kind << " not readable";
-        continue;
-      }
-      out.emplace(id, std::move(seen));
-    }
-    return out;
-  }
+// What a client sees of the definitions under `c`: the fields of every
+// description as text, the TypeCodes in them to compare with equal().
+// Object references are left out.
+struct Seen {
+  std::string text;
+  std::vector<CORBA::TypeCode_var> types;
 };
 
-TEST_F(TypesE2E, EveryKindIsCreatedDescribedAndReloaded) {
+void Flatten(DynamicAny::DynAny_ptr d, Seen& seen) {
+  CORBA::TypeCode_var tc = d->type();
+  while (tc->kind() == CORBA::tk_alias) tc = tc->content_type();
+  switch (tc->kind()) {
+    case CORBA::tk_string:
+      seen.text += CORBA::String_var(d->get_string()).in();
+      break;
+    case CORBA::tk_boolean:
+      seen.text += d->get_boolean() ? "true" : "false";
+      break;
+    case CORBA::tk_short:
+      seen.text += std::to_string(d->get_short());
+      break;
+    case CORBA::tk_long:
+      seen.text += std::to_string(d->get_long());
+      break;
+    case CORBA::tk_double: {
+      char exact[32];
+      std::snprintf(exact, sizeof exact, "%.17g", d->get_double());
+      seen.text += exact;
+      break;
+    }
+    case CORBA::tk_TypeCode:
+      seen.types.emplace_back(d->get_typecode());
+      break;
+    case CORBA::tk_objref:
+      break;
+    case CORBA::tk_enum:
+      seen.text += CORBA::String_var(
+                       DynamicAny::DynEnum_var(DynamicAny::DynEnum::_narrow(d))
+                           ->get_as_string())
+                       .in();
+      break;
+    case CORBA::tk_any:
+      Flatten(DynamicAny::DynAny_var(d->get_dyn_any()), seen);
+      break;
+    default:  // structures, unions and sequences
+      for (CORBA::ULong i = 0; i < d->component_count(); ++i) {
+        d->seek(i);
+        Flatten(DynamicAny::DynAny_var(d->current_component()), seen);
+        seen.text += ",";
+      }
+  }
+  seen.text += ";";
+}
+
+void Describe(CORBA::Container_ptr c, Seen& seen) {
+  static DynamicAny::DynAnyFactory_var factory =
+      DynamicAny::DynAnyFactory::_narrow(CORBA::Object_var(
+          test_orb()->resolve_initial_references("DynAnyFactory")));
+  CORBA::ContainedSeq_var all = c->contents(CORBA::dk_all, true);
+  for (CORBA::ULong i = 0; i < all->length(); ++i) {
+    CORBA::Contained::Description_var d = all[i]->describe();
+    seen.text += std::to_string(d->kind) + ":";
+    DynamicAny::DynAny_var dyn = factory->create_dyn_any(d->value);
+    Flatten(dyn, seen);
+    dyn->destroy();
+    seen.text += "\n";
+    CORBA::Container_var inner = CORBA::Container::_narrow(all[i]);
+    if (!CORBA::is_nil(inner)) Describe(inner, seen);
+  }
+}
+
+TEST_F(IrServerE2E, EveryKindIsCreatedDescribedAndReloaded) {
   IrServerProcess server;
   ASSERT_EQ(server.start(), "");
-  std::map<std::string, Seen> before;
-  try {
+  std::string idl = server.dir() + "/kinds.idl";
+  write_text(idl, R"(
+module M {
+  struct Point { long x; long y; };
+  enum Color { red, blue };
+  union U switch (Color) { case red: long r; default: Point p; };
+  typedef sequence<Point> PointSeq;
+  exception Failure { long code; Point where; };
+  native Handle;
+  const double Pi = 3.141592653589793;
+  const string Hello = "hello";
+  struct Node { string name; sequence<Node> children; };
+  interface Drawable { long draw(); };
+  valuetype Base { public long id; };
+  abstract valuetype Shape {};
+  valuetype NameBox string;
+  valuetype Node2 : Base, Shape supports Drawable {
+    public NameBox name; private double weight; public sequence<Node2> kids;
+    factory make(in string name);
+  };
+};)");
+  ProcessResult fed =
+      run_process({irctl_path(), "--ir", server.corbaloc(), "feed", idl});
+  ASSERT_EQ(fed.status(), 0) << fed.describe();
+  Seen before;
+  Guarded([&] {
     CORBA::Repository_var repo = repository_at(server.corbaloc());
     ASSERT_FALSE(CORBA::is_nil(repo));
-    CORBA::IDLType_var l = repo->get_primitive(CORBA::pk_long);
-    CORBA::IDLType_var s = repo->get_primitive(CORBA::pk_string);
-    CORBA::IDLType_var d = repo->get_primitive(CORBA::pk_double);
-    CORBA::ModuleDef_var m = repo->create_module("IDL:M:1.0", "M", "1.0");
-
-    CORBA::StructDef_var point = m->create_struct(
-        "IDL:M/Point:1.0", "Point", "1.0", Members({{"x", l}, {"y", l}}));
-    CORBA::EnumMemberSeq colors;
-    colors.length(2);
-    colors[0] = CORBA::string_dup("red");
-    colors[1] = CORBA::string_dup("blue");
-    CORBA::EnumDef_var color =
-        m->create_enum("IDL:M/Color:1.0", "Color", "1.0", colors);
-    CORBA::TypeCode_var color_tc = color->type();
-
-    CORBA::UnionMemberSeq cases;
-    cases.length(2);
-    CORBA::ULong red = 0;
-    cases[0].name = "r";
-    cases[0].label.replace(color_tc, &red, 0);
-    cases[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-    cases[0].type_def = CORBA::IDLType::_duplicate(l);
-    cases[1].name = "p";
-    cases[1].label <<= CORBA::Any::from_octet(0);
-    cases[1].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-    cases[1].type_def = CORBA::IDLType::_duplicate(point);
-    CORBA::UnionDef_var u =
-        m->create_union("IDL:M/U:1.0", "U", "1.0", color, cases);
-
-    CORBA::SequenceDef_var points = repo->create_sequence(0, point);
-    CORBA::AliasDef_var point_seq =
-        m->create_alias("IDL:M/PointSeq:1.0", "PointSeq", "1.0", points);
+    auto find = [&](const char* name) {
+      return CORBA::Contained_var(repo->lookup(name));
+    };
+    CORBA::UnionDef_var u = CORBA::UnionDef::_narrow(find("::M::U"));
     CORBA::ExceptionDef_var failure =
-        m->create_exception("IDL:M/Failure:1.0", "Failure", "1.0",
-                            Members({{"code", l}, {"where", point}}));
-    CORBA::ValueBoxDef_var boxed =
-        m->create_value_box("IDL:M/Boxed:1.0", "Boxed", "1.0", s);
-    CORBA::NativeDef_var native =
-        m->create_native("IDL:M/Handle:1.0", "Handle", "1.0");
-    CORBA::Any pi;
-    pi <<= CORBA::Double(3.141592653589793);
-    CORBA::ConstantDef_var k =
-        m->create_constant("IDL:M/Pi:1.0", "Pi", "1.0", d, pi);
-    CORBA::Any text;
-    text <<= "hello";
-    CORBA::ConstantDef_var t =
-        m->create_constant("IDL:M/Hello:1.0", "Hello", "1.0", s, text);
-
-    CORBA::StructDef_var node = m->create_struct("IDL:M/Node:1.0", "Node",
-                                                 "1.0", Members({{"name", s}}));
-    CORBA::SequenceDef_var nodes = repo->create_sequence(0, node);
-    node->members(Members({{"name", s}, {"children", nodes}}));
+        CORBA::ExceptionDef::_narrow(find("::M::Failure"));
+    CORBA::StructDef_var node = CORBA::StructDef::_narrow(find("::M::Node"));
+    CORBA::ValueDef_var base = CORBA::ValueDef::_narrow(find("::M::Base"));
+    CORBA::ValueDef_var v = CORBA::ValueDef::_narrow(find("::M::Node2"));
+    // A box of a value type, which IDL does not allow.
+    CORBA::ModuleDef_var m = CORBA::ModuleDef::_narrow(find("::M"));
+    CORBA::ValueBoxDef_var node_box =
+        m->create_value_box("IDL:M/NodeBox:1.0", "NodeBox", "1.0", v);
+    CORBA::IDLType_var l = repo->get_primitive(CORBA::pk_long);
 
     // Usable at once: the TypeCodes came back over the wire.
     CORBA::TypeCode_var union_tc = u->type();
     EXPECT_EQ(union_tc->member_count(), 2u);
     EXPECT_EQ(union_tc->default_index(), 1);
-    CORBA::TypeCode_var node_tc = node->type();
-    CORBA::TypeCode_var children = node_tc->member_type(1);
-    CORBA::TypeCode_var element = children->content_type();
-    EXPECT_TRUE(element->equal(node_tc));
     CORBA::TypeCode_var failure_tc = failure->type();
     EXPECT_EQ(failure_tc->kind(), CORBA::tk_except);
-
-    before = Describe(m);
-    EXPECT_EQ(before.size(), 10u);
-    for (auto& e : before) {
-      SCOPED_TRACE(e.first);
-      EXPECT_EQ(e.second.defined_in, "IDL:M:1.0");
+    for (CORBA::IDLType_ptr recursive :
+         {CORBA::IDLType_ptr(node.in()), CORBA::IDLType_ptr(v.in())}) {
+      CORBA::TypeCode_var tc = recursive->type();
+      CORBA::TypeCode_var seq = tc->member_type(tc->member_count() - 1);
+      CORBA::TypeCode_var element = seq->content_type();
+      EXPECT_TRUE(element->equal(tc)) << "recursion closed";
     }
-    EXPECT_EQ(before["IDL:M/Handle:1.0"].type->kind(), CORBA::tk_void);
-  } catch (const CORBA::Exception& e) {
-    FAIL() << "CORBA::" << e._name() << " before the restart";
-  }
+    CORBA::ValueDef::FullValueDescription_var full = v->describe_value();
+    Names members;
+    for (CORBA::ULong i = 0; i < full->members.length(); ++i)
+      members.push_back(std::string(full->members[i].name.in()) + ":" +
+                        std::to_string(full->members[i].access));
+    EXPECT_EQ(members, (Names{"name:1", "weight:0", "kids:1"}));
+    EXPECT_EQ(full->initializers.length(), 1u);
+    EXPECT_STREQ(full->base_value.in(), "IDL:M/Base:1.0");
+    CORBA::TypeCode_var concrete_base = full->type->concrete_base_type();
+    CORBA::TypeCode_var base_tc = base->type();
+    EXPECT_TRUE(concrete_base->equal(base_tc));
+    EXPECT_TRUE(v->is_a("IDL:M/Drawable:1.0"));
+    CORBA::TypeCode_var box_tc = node_box->type();
+    CORBA::TypeCode_var boxed = box_tc->content_type();
+    EXPECT_STREQ(boxed->id(), "IDL:M/Node2:1.0");
+
+    // The rules hold over the wire: an inherited operation's name, a
+    // concrete value type as abstract base.
+    try {
+      CORBA::ValueMemberDef_var(v->create_value_member(
+          "IDL:M/Node2/draw:1.0", "draw", "1.0", l, CORBA::PUBLIC_MEMBER));
+      ADD_FAILURE() << "an inherited name was accepted";
+    } catch (const CORBA::BAD_PARAM& ex) {
+      EXPECT_EQ(ex.minor(), CORBA::OMGVMCID | 2);
+    }
+    CORBA::ValueDefSeq abstracts;
+    abstracts.length(1);
+    abstracts[0] = CORBA::ValueDef::_duplicate(base);
+    try {
+      v->abstract_base_values(abstracts);
+      ADD_FAILURE() << "a concrete abstract base was accepted";
+    } catch (const CORBA::BAD_PARAM& ex) {
+      EXPECT_EQ(ex.minor(), CORBA::OMGVMCID | 5);
+    }
+    Describe(m, before);
+    EXPECT_EQ(std::count(before.text.begin(), before.text.end(), '\n'), 20);
+    EXPECT_NE(before.text.find("3.1415926535897931"), std::string::npos)
+        << before.text;
+  });
 
   server.stop();
   ASSERT_EQ(server.restart(), "");
-  try {
+  Guarded([&] {
     CORBA::Repository_var repo = repository_at(server.corbaloc());
-    CORBA::Contained_var mc = repo->lookup("::M");
-    CORBA::Container_var m = CORBA::Container::_narrow(mc);
+    // Loaded from the box first: the value type it holds is read on the
+    // way.
+    CORBA::Contained_var box = repo->lookup_id("IDL:M/NodeBox:1.0");
+    CORBA::TypeCode_var box_tc =
+        CORBA::ValueBoxDef_var(CORBA::ValueBoxDef::_narrow(box))->type();
+    CORBA::TypeCode_var boxed = box_tc->content_type();
+    EXPECT_STREQ(boxed->id(), "IDL:M/Node2:1.0");
+    CORBA::Container_var m =
+        CORBA::Container::_narrow(CORBA::Contained_var(repo->lookup("::M")));
     ASSERT_FALSE(CORBA::is_nil(m));
-    std::map<std::string, Seen> after = Describe(m);
-    ASSERT_EQ(after.size(), before.size());
-    for (auto& e : before) {
-      SCOPED_TRACE(e.first);
-      auto it = after.find(e.first);
-      ASSERT_NE(it, after.end());
-      EXPECT_EQ(it->second.kind, e.second.kind);
-      EXPECT_EQ(it->second.name, e.second.name);
-      EXPECT_EQ(it->second.defined_in, e.second.defined_in);
-      EXPECT_TRUE(it->second.type->equal(e.second.type));
-    }
-    CORBA::Double pi = 0;
-    ASSERT_TRUE(after["IDL:M/Pi:1.0"].value >>= pi);
-    EXPECT_EQ(pi, 3.141592653589793);
-    const char* hello = nullptr;
-    ASSERT_TRUE(after["IDL:M/Hello:1.0"].value >>= hello);
-    EXPECT_STREQ(hello, "hello");
+    Seen after;
+    Describe(m, after);
+    EXPECT_EQ(after.text, before.text);
+    ASSERT_EQ(after.types.size(), before.types.size());
+    for (std::size_t i = 0; i < after.types.size(); ++i)
+      EXPECT_TRUE(after.types[i]->equal(before.types[i])) << i;
 
     // The members and their type definitions are back too.
-    CORBA::Contained_var uc = repo->lookup_id("IDL:M/U:1.0");
-    CORBA::UnionDef_var u = CORBA::UnionDef::_narrow(uc);
-    ASSERT_FALSE(CORBA::is_nil(u));
+    CORBA::UnionDef_var u =
+        CORBA::UnionDef::_narrow(CORBA::Contained_var(repo->lookup("::M::U")));
     CORBA::IDLType_var disc = u->discriminator_type_def();
     EXPECT_EQ(disc->def_kind(), CORBA::dk_Enum);
     CORBA::UnionMemberSeq_var cases = u->members();
     ASSERT_EQ(cases->length(), 2u);
     EXPECT_EQ(cases[1].type_def->def_kind(), CORBA::dk_Struct);
-    EXPECT_TRUE(cases[1].type->equal(after["IDL:M/Point:1.0"].type));
-    CORBA::Contained_var bc = repo->lookup_id("IDL:M/Boxed:1.0");
-    CORBA::ValueBoxDef_var boxed = CORBA::ValueBoxDef::_narrow(bc);
-    CORBA::IDLType_var original = boxed->original_type_def();
-    EXPECT_EQ(original->def_kind(), CORBA::dk_Primitive);
-  } catch (const CORBA::Exception& e) {
-    FAIL() << "CORBA::" << e._name() << " after the restart";
-  }
+    CORBA::ValueDef_var v = CORBA::ValueDef::_narrow(
+        CORBA::Contained_var(repo->lookup("::M::Node2")));
+    CORBA::ValueDef::FullValueDescription_var full = v->describe_value();
+    ASSERT_EQ(full->members.length(), 3u);
+    EXPECT_EQ(full->members[2].type_def->def_kind(), CORBA::dk_Sequence);
+  });
   server.stop();
 }
 

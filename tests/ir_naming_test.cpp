@@ -17,11 +17,6 @@ class NamingTest : public IrTest {
     b_ = a_->create_module("IDL:A/B:1.0", "B", "1.0");
     c_ = b_->create_module("IDL:A/B/C:1.0", "C", "1.0");
   }
-  std::string IdOf(CORBA::Contained_ptr c) {
-    if (CORBA::is_nil(c)) return "<nil>";
-    CORBA::String_var id = c->id();
-    return id.in();
-  }
   CORBA::ModuleDef_var a_, b_, c_;
 };
 
@@ -57,15 +52,7 @@ TEST_F(NamingTest, ScopedNameLookup) {
     EXPECT_EQ(IdOf(found), c.expected)
         << "lookup(\"" << c.name << "\") from " << c.from;
   }
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-               CORBA::Contained_var(repo_->lookup(nullptr)));
-}
-
-TEST_F(NamingTest, LookupIdOfNonIdsIsNil) {
-  for (const char* s : {"::A::B", "IDL:Nope:1.0", "", "garbage ~p3"}) {
-    CORBA::Contained_var c = repo_->lookup_id(s);
-    EXPECT_TRUE(CORBA::is_nil(c)) << s;
-  }
+  EXPECT_BAD_ARG(CORBA::Contained_var(repo_->lookup(nullptr)));
 }
 
 TEST_F(NamingTest, AbsoluteNameAndDefinedIn) {
@@ -106,7 +93,7 @@ TEST_F(NamingTest, RenameRules) {
   EXPECT_STREQ(now.in(), "B");
 }
 
-TEST_F(NamingTest, ChangeOfIdRules) {
+TEST_F(NamingTest, ChangeOfIdAndVersionRules) {
   EXPECT_SYSEX(BAD_PARAM, OmgMinor(2), c_->id("IDL:A/B/C:1.0"));
   EXPECT_SYSEX(BAD_PARAM, OmgMinor(2), c_->id("IDL:A:1.0"));
   b_->id("IDL:NewB:2.0");
@@ -120,19 +107,15 @@ TEST_F(NamingTest, ChangeOfIdRules) {
   CORBA::Container_var parent = c_->defined_in();
   EXPECT_EQ(IdOf(CORBA::Contained_var(CORBA::Contained::_narrow(parent))),
             "IDL:NewB:2.0");
+  Find("IDL:A/B/C:1.0")->version("3.1");
   Reopen();
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B"))),
             "IDL:NewB:2.0");
+  CORBA::String_var v =
+      CORBA::Contained_var(repo_->lookup("::A::B::C"))->version();
+  EXPECT_STREQ(v.in(), "3.1");
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B::C"))),
             "IDL:A/B/C:1.0");
-}
-
-TEST_F(NamingTest, VersionIsStored) {
-  b_->version("3.1");
-  Reopen();
-  CORBA::Contained_var b = repo_->lookup("::A::B");
-  CORBA::String_var v = b->version();
-  EXPECT_STREQ(v.in(), "3.1");
 }
 
 TEST_F(NamingTest, DestroyRemovesTheSubtreeAndTurnsCachesOff) {
@@ -156,14 +139,12 @@ TEST_F(NamingTest, DestroyRemovesTheSubtreeAndTurnsCachesOff) {
 TEST_F(NamingTest, ContentsLimitTypes) {
   for (CORBA::ULong k : {19u, 25u, 1000u}) {
     auto kind = static_cast<CORBA::DefinitionKind>(k);
-    EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-                 CORBA::ContainedSeq_var(repo_->contents(kind, false)));
+    EXPECT_BAD_ARG(CORBA::ContainedSeq_var(repo_->contents(kind, false)));
     EXPECT_SYSEX(
         BAD_PARAM, IrMinor(0x48),
         CORBA::ContainedSeq_var(repo_->lookup_name("A", 1, kind, false)));
-    EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-                 CORBA::Container::DescriptionSeq_var(
-                     repo_->describe_contents(kind, false, -1)));
+    EXPECT_BAD_ARG(CORBA::Container::DescriptionSeq_var(
+        repo_->describe_contents(kind, false, -1)));
   }
   CORBA::ContainedSeq_var typedefs = repo_->contents(CORBA::dk_Typedef, false);
   EXPECT_EQ(typedefs->length(), 0u);
@@ -197,19 +178,25 @@ TEST_F(NamingTest, LookupNameLevelsAndDescribeContents) {
 
 TEST_F(NamingTest, CreateModuleChecks) {
   std::string n254(254, 'n'), n255(255, 'n');
-  CORBA::ModuleDef_var ok =
-      repo_->create_module("IDL:N254:1.0", n254.c_str(), "1.0");
-  EXPECT_FALSE(CORBA::is_nil(ok));
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-               CORBA::ModuleDef_var(
-                   repo_->create_module("IDL:N255:1.0", n255.c_str(), "1.0")));
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-               CORBA::ModuleDef_var(repo_->create_module(nullptr, "x", "1.0")));
+  EXPECT_BAD_ARG(CORBA::ModuleDef_var(
+      repo_->create_module("IDL:N255:1.0", n255.c_str(), "1.0")));
+  EXPECT_BAD_ARG(
+      CORBA::ModuleDef_var(repo_->create_module(nullptr, "x", "1.0")));
+  CORBA::ModuleDef_var(
+      repo_->create_module("IDL:N254:1.0", n254.c_str(), "1.0"));
+  // A name or id in use is a clash, though a user transaction skips the
+  // check of names.
   EXPECT_SYSEX(
       BAD_PARAM, OmgMinor(3),
       CORBA::ModuleDef_var(repo_->create_module("IDL:A2:1.0", "A", "1.0")));
-  EXPECT_TRUE(
-      CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:N255:1.0"))));
+  EXPECT_SYSEX(
+      BAD_PARAM, IrMinor(0x54),
+      CORBA::ModuleDef_var(repo_->create_module("IDL:A:1.0", "Y", "1.0")));
+  EXPECT_EQ(ContentsOf(repo_, CORBA::dk_Module).size(), 2u);
+  ext_->ext_beginUserTransaction();
+  CORBA::ModuleDef_var(repo_->create_module("IDL:A2:1.0", "A", "1.0"));
+  ext_->ext_endUserTransaction();
+  EXPECT_EQ(IdOf(Find("IDL:A2:1.0")), "IDL:A2:1.0");
 }
 
 TEST_F(NamingTest, ContainersRefuseWhatTheyDoNotHold) {
@@ -234,6 +221,38 @@ TEST_F(NamingTest, ContentAddedElsewhereIsFound) {
   EXPECT_EQ(IdOf(CORBA::Contained_var(a_->lookup("L"))), "IDL:A/L:1.0");
   CORBA::ContainedSeq_var now = a_->contents(CORBA::dk_all, false);
   EXPECT_EQ(now->length(), 2u);
+}
+
+using CoreTest = IrTest;
+
+TEST_F(CoreTest, RootAndObjectExistAndCannotBeDestroyed) {
+  EXPECT_EQ(repo_->def_kind(), CORBA::dk_Repository);
+  EXPECT_BAD_ARG(repo_->destroy());
+  CORBA::Contained_var obj = repo_->lookup_id("IDL:Object:1.0");
+  ASSERT_FALSE(CORBA::is_nil(obj));
+  EXPECT_EQ(obj->def_kind(), CORBA::dk_Interface);
+  CORBA::String_var name = obj->name();
+  EXPECT_STREQ(name.in(), "Object");
+  EXPECT_BAD_ARG(obj->destroy());
+  CORBA::Contained_var again = repo_->lookup("::CORBA::Object");
+  ASSERT_FALSE(CORBA::is_nil(again));
+  EXPECT_TRUE(again->_is_equivalent(obj));
+}
+
+TEST_F(CoreTest, CancelledUserTransactionLeavesNoTrace) {
+  EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53), ext_->ext_endUserTransaction());
+  EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53), ext_->ext_cancelUserTransaction());
+  CORBA::ModuleDef_var keep = repo_->create_module("IDL:K:1.0", "K", "1.0");
+  ext_->ext_beginUserTransaction();
+  EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53), ext_->ext_beginUserTransaction());
+  CORBA::ModuleDef_var(repo_->create_module("IDL:G:1.0", "G", "1.0"));
+  keep->name("Renamed");
+  EXPECT_EQ(ContentsOf(repo_, CORBA::dk_Module).size(), 2u);
+  ext_->ext_cancelUserTransaction();
+  EXPECT_EQ(ContentsOf(repo_, CORBA::dk_Module), Ids{"IDL:K:1.0"});
+  CORBA::String_var kept_name = keep->name();
+  EXPECT_STREQ(kept_name.in(), "K");
+  EXPECT_EQ(IdOf(Find("IDL:G:1.0")), "<nil>");
 }
 
 }  // namespace

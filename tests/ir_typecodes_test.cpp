@@ -14,47 +14,9 @@ namespace {
 
 class CompiledTypeCodeTest : public IrTest {
  protected:
-  void SetUp() override {
-    IrTest::SetUp();
-    tt_ = repo_->create_module("IDL:TT:1.0", "TT", "1.0");
-  }
-  CORBA::IDLType_ptr Prim(CORBA::PrimitiveKind k) {
-    return repo_->get_primitive(k);
-  }
-  // Members as a client sends them: tk_void, the type in type_def.
-  static CORBA::StructMemberSeq Members(
-      std::vector<std::pair<const char*, CORBA::IDLType_ptr>> list) {
-    CORBA::StructMemberSeq seq;
-    seq.length(static_cast<CORBA::ULong>(list.size()));
-    for (CORBA::ULong i = 0; i < seq.length(); ++i) {
-      seq[i].name = list[i].first;
-      seq[i].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-      seq[i].type_def = CORBA::IDLType::_duplicate(list[i].second);
-    }
-    return seq;
-  }
-  static void AddCase(CORBA::UnionMemberSeq& seq, const char* name,
-                      const CORBA::Any& label, CORBA::IDLType_ptr type) {
-    CORBA::ULong n = seq.length();
-    seq.length(n + 1);
-    seq[n].name = name;
-    seq[n].label = label;
-    seq[n].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-    seq[n].type_def = CORBA::IDLType::_duplicate(type);
-  }
-  static CORBA::Any Default() {
-    CORBA::Any a;
-    a <<= CORBA::Any::from_octet(0);
-    return a;
-  }
-  static CORBA::Any LongLabel(CORBA::Long v) {
-    CORBA::Any a;
-    a <<= v;
-    return a;
-  }
-
   // Builds TT as a client that reads the IDL would.
   void Fill() {
+    tt_ = repo_->create_module("IDL:TT:1.0", "TT", "1.0");
     CORBA::IDLType_var l = Prim(CORBA::pk_long);
     CORBA::IDLType_var s = Prim(CORBA::pk_string);
     CORBA::IDLType_var sh = Prim(CORBA::pk_short);
@@ -63,14 +25,10 @@ class CompiledTypeCodeTest : public IrTest {
     CORBA::IDLType_var any = Prim(CORBA::pk_any);
     CORBA::IDLType_var b = Prim(CORBA::pk_boolean);
     point_ = tt_->create_struct("IDL:TT/Point:1.0", "Point", "1.0",
-                                Members({{"x", l}, {"y", l}}));
-    CORBA::EnumMemberSeq colors;
-    colors.length(3);
-    colors[0] = CORBA::string_dup("red");
-    colors[1] = CORBA::string_dup("green");
-    colors[2] = CORBA::string_dup("blue");
+                                Fields({{"x", l}, {"y", l}}));
     CORBA::EnumDef_var color =
-        tt_->create_enum("IDL:TT/Color:1.0", "Color", "1.0", colors);
+        tt_->create_enum("IDL:TT/Color:1.0", "Color", "1.0",
+                         EnumMembers({"red", "green", "blue"}));
     CORBA::SequenceDef_var points = repo_->create_sequence(0, point_);
     CORBA::AliasDef_var point_seq =
         tt_->create_alias("IDL:TT/PointSeq:1.0", "PointSeq", "1.0", points);
@@ -80,63 +38,53 @@ class CompiledTypeCodeTest : public IrTest {
     tt_->create_alias("IDL:TT/Matrix:1.0", "Matrix", "1.0", matrix);
     CORBA::StringDef_var s8 = repo_->create_string(8);
     tt_->create_struct("IDL:TT/Shape:1.0", "Shape", "1.0",
-                       Members({{"label", s8},
-                                {"outline", point_seq},
-                                {"fill", color},
-                                {"note", any}}));
+                       Fields({{"label", s8},
+                               {"outline", point_seq},
+                               {"fill", color},
+                               {"note", any}}));
 
-    CORBA::UnionMemberSeq value;
-    value.length(0);
-    AddCase(value, "l", LongLabel(1), l);
-    AddCase(value, "s", LongLabel(2), s);
-    AddCase(value, "s", LongLabel(3), s);
-    AddCase(value, "p", Default(), point_);
-    tt_->create_union("IDL:TT/Value:1.0", "Value", "1.0", l, value);
+    tt_->create_union("IDL:TT/Value:1.0", "Value", "1.0", l,
+                      UnionMembers({{"l", AnyOf(CORBA::Long(1)), l},
+                                    {"s", AnyOf(CORBA::Long(2)), s},
+                                    {"s", AnyOf(CORBA::Long(3)), s},
+                                    {"p", DefaultLabel(), point_}}));
 
     CORBA::TypeCode_var color_tc = color->type();
-    CORBA::UnionMemberSeq pick;
-    pick.length(0);
     CORBA::Any red, blue;
     CORBA::ULong red_v = 0, blue_v = 2;
     red.replace(color_tc, &red_v, 0);
     blue.replace(color_tc, &blue_v, 0);
-    AddCase(pick, "r", red, sh);
-    AddCase(pick, "b", blue, d);
-    tt_->create_union("IDL:TT/Pick:1.0", "Pick", "1.0", color, pick);
-
-    CORBA::UnionMemberSeq flag;
-    flag.length(0);
-    CORBA::Any yes, no;
-    yes <<= CORBA::Any::from_boolean(1);
-    no <<= CORBA::Any::from_boolean(0);
-    AddCase(flag, "yes", yes, l);
-    AddCase(flag, "no", no, us);
-    tt_->create_union("IDL:TT/Flag:1.0", "Flag", "1.0", b, flag);
+    tt_->create_union("IDL:TT/Pick:1.0", "Pick", "1.0", color,
+                      UnionMembers({{"r", red, sh}, {"b", blue, d}}));
+    tt_->create_union(
+        "IDL:TT/Flag:1.0", "Flag", "1.0", b,
+        UnionMembers({{"yes", AnyOf(CORBA::Any::from_boolean(1)), l},
+                      {"no", AnyOf(CORBA::Any::from_boolean(0)), us}}));
 
     tt_->create_exception("IDL:TT/Failure:1.0", "Failure", "1.0",
-                          Members({{"code", l}, {"reason", s}}));
-    tt_->create_exception("IDL:TT/Empty:1.0", "Empty", "1.0", Members({}));
+                          Fields({{"code", l}, {"reason", s}}));
+    tt_->create_exception("IDL:TT/Empty:1.0", "Empty", "1.0", Fields({}));
 
     // Recursive structs are made as an IDL compiler must: the struct
     // first, then the sequences of it, then its real members.
     CORBA::StructDef_var node = tt_->create_struct(
-        "IDL:TT/Node:1.0", "Node", "1.0", Members({{"name", s}}));
+        "IDL:TT/Node:1.0", "Node", "1.0", Fields({{"name", s}}));
     CORBA::SequenceDef_var nodes = repo_->create_sequence(0, node);
-    node->members(Members({{"name", s}, {"children", nodes}}));
+    node->members(Fields({{"name", s}, {"children", nodes}}));
 
     CORBA::StructDef_var tree = tt_->create_struct(
-        "IDL:TT/Tree:1.0", "Tree", "1.0", Members({{"value", l}}));
+        "IDL:TT/Tree:1.0", "Tree", "1.0", Fields({{"value", l}}));
     CORBA::SequenceDef_var kids = repo_->create_sequence(2, tree);
     CORBA::SequenceDef_var row_of_trees = repo_->create_sequence(0, tree);
     CORBA::SequenceDef_var grid = repo_->create_sequence(0, row_of_trees);
-    tree->members(Members({{"value", l}, {"kids", kids}, {"grid", grid}}));
+    tree->members(Fields({{"value", l}, {"kids", kids}, {"grid", grid}}));
 
     CORBA::StructDef_var link = tt_->create_struct("IDL:TT/Link:1.0", "Link",
-                                                   "1.0", Members({{"id", l}}));
+                                                   "1.0", Fields({{"id", l}}));
     CORBA::SequenceDef_var links = repo_->create_sequence(0, link);
     CORBA::AliasDef_var link_seq =
         tt_->create_alias("IDL:TT/LinkSeq:1.0", "LinkSeq", "1.0", links);
-    link->members(Members({{"id", l}, {"next", link_seq}}));
+    link->members(Fields({{"id", l}, {"next", link_seq}}));
 
     tt_->create_value_box("IDL:TT/Boxed:1.0", "Boxed", "1.0", l);
   }

@@ -21,15 +21,6 @@ namespace {
 
 class TypeTest : public IrTest {
  protected:
-  CORBA::IDLType_ptr Primitive(CORBA::PrimitiveKind k) {
-    return repo_->get_primitive(k);
-  }
-
-  CORBA::InterfaceDef_ptr Interface(const char* id, const char* name) {
-    CORBA::InterfaceDefSeq none;
-    return repo_->create_interface(id, name, "1.0", none);
-  }
-
   // The in-line form of `type` as written into a record body.
   std::vector<std::uint8_t> Write(CORBA::IDLType_ptr type) {
     EncapIIOP out;
@@ -60,70 +51,65 @@ class TypeTest : public IrTest {
 };
 
 using PrimitiveTest = TypeTest;
-using StringTest = TypeTest;
-using SequenceTest = TypeTest;
-using ArrayTest = TypeTest;
+using AnonymousTypeTest = TypeTest;
 using InlineTypeTest = TypeTest;
 using RecursiveTypeTest = TypeTest;
 using LookupTest = TypeTest;
 
 // --- primitives ------------------------------------------------------------
 
-struct PrimitiveCase {
-  CORBA::ULong kind;
-  CORBA::TypeCode_ptr (*tc)();  // null: refused
-};
-
-const PrimitiveCase kPrimitives[] = {
-    {0, [] { return CORBA::_tc_null; }},
-    {1, [] { return CORBA::_tc_void; }},
-    {2, [] { return CORBA::_tc_short; }},
-    {3, [] { return CORBA::_tc_long; }},
-    {4, [] { return CORBA::_tc_ushort; }},
-    {5, [] { return CORBA::_tc_ulong; }},
-    {6, [] { return CORBA::_tc_float; }},
-    {7, [] { return CORBA::_tc_double; }},
-    {8, [] { return CORBA::_tc_boolean; }},
-    {9, [] { return CORBA::_tc_char; }},
-    {10, [] { return CORBA::_tc_octet; }},
-    {11, [] { return CORBA::_tc_any; }},
-    {12, [] { return CORBA::_tc_TypeCode; }},
-    {13, [] { return CORBA::_tc_Principal; }},
-    {14, [] { return CORBA::_tc_string; }},
-    {15, [] { return CORBA::_tc_Object; }},
-    {16, [] { return CORBA::_tc_longlong; }},
-    {17, [] { return CORBA::_tc_ulonglong; }},
-    {18, nullptr},
-    {19, [] { return CORBA::_tc_wchar; }},
-    {20, [] { return CORBA::_tc_wstring; }},
-    {21, nullptr},
-};
-
-TEST_F(PrimitiveTest, TableOfKinds) {
-  int found = 0;
-  for (const PrimitiveCase& c : kPrimitives) {
-    SCOPED_TRACE("kind " + std::to_string(c.kind));
-    auto k = static_cast<CORBA::PrimitiveKind>(c.kind);
-    if (!c.tc) {
-      EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-                   CORBA::PrimitiveDef_var(repo_->get_primitive(k)));
+TEST_F(PrimitiveTest, PrimitivesAreFixedObjectsOfEveryKind) {
+  // By kind; nil where the kind is refused (18 and beyond 20).
+  const CORBA::TypeCode_ptr tcs[] = {CORBA::_tc_null,
+                                     CORBA::_tc_void,
+                                     CORBA::_tc_short,
+                                     CORBA::_tc_long,
+                                     CORBA::_tc_ushort,
+                                     CORBA::_tc_ulong,
+                                     CORBA::_tc_float,
+                                     CORBA::_tc_double,
+                                     CORBA::_tc_boolean,
+                                     CORBA::_tc_char,
+                                     CORBA::_tc_octet,
+                                     CORBA::_tc_any,
+                                     CORBA::_tc_TypeCode,
+                                     CORBA::_tc_Principal,
+                                     CORBA::_tc_string,
+                                     CORBA::_tc_Object,
+                                     CORBA::_tc_longlong,
+                                     CORBA::_tc_ulonglong,
+                                     nullptr,
+                                     CORBA::_tc_wchar,
+                                     CORBA::_tc_wstring,
+                                     nullptr};
+  for (CORBA::ULong n = 0; n < 22; ++n) {
+    SCOPED_TRACE("kind " + std::to_string(n));
+    auto k = static_cast<CORBA::PrimitiveKind>(n);
+    if (!tcs[n]) {
+      EXPECT_BAD_ARG(CORBA::PrimitiveDef_var(repo_->get_primitive(k)));
       EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53), new CORBA_PrimitiveDef_Impl(k));
       continue;
     }
-    ++found;
     CORBA::PrimitiveDef_var p = repo_->get_primitive(k);
     ASSERT_FALSE(CORBA::is_nil(p));
     EXPECT_EQ(p->def_kind(), CORBA::dk_Primitive);
-    EXPECT_EQ(static_cast<CORBA::ULong>(p->kind()), c.kind);
+    EXPECT_EQ(static_cast<CORBA::ULong>(p->kind()), n);
     CORBA::TypeCode_var tc = p->type();
-    EXPECT_TRUE(tc->equal(c.tc()));
-    CORBA::PrimitiveDef_var again = repo_->get_primitive(k);
-    EXPECT_TRUE(again->_is_equivalent(p));
+    EXPECT_TRUE(tc->equal(tcs[n]));
+    EXPECT_TRUE(
+        CORBA::PrimitiveDef_var(repo_->get_primitive(k))->_is_equivalent(p));
   }
-  EXPECT_EQ(found, 20);
-}
+  // Destroy is refused; a primitive is no typedef.
+  CORBA::PrimitiveDef_var p = repo_->get_primitive(CORBA::pk_long);
+  EXPECT_BAD_ARG(p->destroy());
+  EXPECT_EQ(p->kind(), CORBA::pk_long);
+  Servant_ref<CORBA_IDLType_Impl> s = ServantOf(p);
+  ASSERT_NE(s.in(), nullptr);
+  EXPECT_EQ(CORBA_TypedefDef_Impl::_narrow(s.in()), nullptr);
+  EXPECT_EQ(CORBA_SequenceDef_Impl::_narrow(s.in()), nullptr);
+  EXPECT_NE(CORBA_PrimitiveDef_Impl::_narrow(s.in()), nullptr);
 
-TEST_F(PrimitiveTest, ObjrefIsTheTwentiethAndKeepsItsReference) {
+  // objref, the twentieth, keeps its reference across a reopen.
   CORBA::PrimitiveDef_var objref = repo_->get_primitive(CORBA::pk_objref);
   CORBA::String_var ior = test_orb()->object_to_string(objref);
   Reopen();
@@ -133,17 +119,6 @@ TEST_F(PrimitiveTest, ObjrefIsTheTwentiethAndKeepsItsReference) {
   EXPECT_EQ(again->kind(), CORBA::pk_objref);
   CORBA::TypeCode_var tc = again->type();
   EXPECT_TRUE(tc->equal(CORBA::_tc_Object));
-}
-
-TEST_F(PrimitiveTest, DestroyIsRefusedAndTypedefNarrowYieldsNull) {
-  CORBA::PrimitiveDef_var p = repo_->get_primitive(CORBA::pk_long);
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), p->destroy());
-  EXPECT_EQ(p->kind(), CORBA::pk_long);
-  Servant_ref<CORBA_IDLType_Impl> s = ServantOf(p);
-  ASSERT_NE(s.in(), nullptr);
-  EXPECT_EQ(CORBA_TypedefDef_Impl::_narrow(s.in()), nullptr);
-  EXPECT_EQ(CORBA_SequenceDef_Impl::_narrow(s.in()), nullptr);
-  EXPECT_NE(CORBA_PrimitiveDef_Impl::_narrow(s.in()), nullptr);
 }
 
 // --- cached TypeCode
@@ -156,7 +131,7 @@ TEST_F(TypeTest, CachedTypeCodeSetter) {
   s->type(before);  // the same pointer: nothing changes, nothing released
   EXPECT_EQ(s->cached_type(), before);
   EXPECT_EQ(before->length(), 4u);
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), s->type(CORBA::TypeCode::_nil()));
+  EXPECT_BAD_ARG(s->type(CORBA::TypeCode::_nil()));
 
   Servant_ref<CORBA_IDLType_Impl> bare(
       new CORBA_PrimitiveDef_Impl(CORBA::pk_long));
@@ -164,148 +139,107 @@ TEST_F(TypeTest, CachedTypeCodeSetter) {
   EXPECT_TRUE(tc->equal(CORBA::_tc_long));
 }
 
-// --- strings
-// ------------------------------------------------------------------
+// --- strings, sequences and arrays
+// ---------------------------------------------------
 
-TEST_F(StringTest, CreateRefusesZeroBound) {
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-               CORBA::StringDef_var(repo_->create_string(0)));
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-               CORBA::WstringDef_var(repo_->create_wstring(0)));
-  CORBA::StringDef_var s = repo_->create_string(1);
-  EXPECT_EQ(s->def_kind(), CORBA::dk_String);
-  EXPECT_EQ(s->bound(), 1u);
-  CORBA::WstringDef_var w = repo_->create_wstring(7);
-  EXPECT_EQ(w->def_kind(), CORBA::dk_Wstring);
-  CORBA::TypeCode_var tc = w->type();
-  EXPECT_EQ(tc->kind(), CORBA::tk_wstring);
-  EXPECT_EQ(tc->length(), 7u);
-}
-
-TEST_F(StringTest, BoundSetter) {
+TEST_F(AnonymousTypeTest, BoundSettersKeepTheTypeCodeOfAnUnchangedValue) {
+  EXPECT_BAD_ARG(CORBA::StringDef_var(repo_->create_string(0)));
+  EXPECT_BAD_ARG(CORBA::WstringDef_var(repo_->create_wstring(0)));
+  CORBA::IDLType_var l = Prim(CORBA::pk_long);
   CORBA::StringDef_var s = repo_->create_string(5);
   CORBA::WstringDef_var w = repo_->create_wstring(5);
-  Servant_ref<CORBA_IDLType_Impl> ss = ServantOf(s), ws = ServantOf(w);
-  CORBA::TypeCode_ptr s_tc = ss->cached_type(), w_tc = ws->cached_type();
-  s->bound(5);
-  w->bound(5);
-  EXPECT_EQ(ss->cached_type(), s_tc);
-  EXPECT_EQ(ws->cached_type(), w_tc);
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), s->bound(0));
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), w->bound(0));
-  EXPECT_EQ(s->bound(), 5u);
-  s->bound(9);
-  w->bound(11);
-  CORBA::TypeCode_var stc = s->type(), wtc = w->type();
-  EXPECT_EQ(stc->kind(), CORBA::tk_string);
-  EXPECT_EQ(stc->length(), 9u);
-  EXPECT_EQ(wtc->length(), 11u);
-  s->destroy();  // anonymous objects go with their last reference
-  EXPECT_EQ(s->bound(), 9u);
-}
-
-// --- sequences and arrays
-// --------------------------------------------------------
-
-TEST_F(SequenceTest, TwoCreatesGiveTwoObjects) {
-  CORBA::IDLType_var l = Primitive(CORBA::pk_long);
-  CORBA::SequenceDef_var a = repo_->create_sequence(3, l);
-  CORBA::SequenceDef_var b = repo_->create_sequence(3, l);
-  EXPECT_FALSE(a->_is_equivalent(b));
-  b->bound(4);
-  EXPECT_EQ(a->bound(), 3u);
-  EXPECT_EQ(b->bound(), 4u);
-}
-
-TEST_F(SequenceTest, BoundSetterAndElement) {
-  CORBA::IDLType_var l = Primitive(CORBA::pk_long);
-  CORBA::SequenceDef_var seq = repo_->create_sequence(10, l);
-  EXPECT_EQ(seq->def_kind(), CORBA::dk_Sequence);
-  Servant_ref<CORBA_IDLType_Impl> s = ServantOf(seq);
-  CORBA::TypeCode_ptr before = s->cached_type();
-  seq->bound(10);
-  EXPECT_EQ(s->cached_type(), before);
-  seq->bound(0);
-  CORBA::TypeCode_var tc = seq->type();
-  EXPECT_EQ(tc->kind(), CORBA::tk_sequence);
-  EXPECT_EQ(tc->length(), 0u);
-  CORBA::TypeCode_var content = tc->content_type();
-  EXPECT_TRUE(content->equal(CORBA::_tc_long));
+  CORBA::SequenceDef_var seq = repo_->create_sequence(5, l);
+  CORBA::ArrayDef_var arr = repo_->create_array(5, l);
+  struct Case {
+    CORBA::IDLType_ptr type;
+    CORBA::DefinitionKind kind;
+    CORBA::TCKind tc_kind;
+    std::function<void(CORBA::ULong)> set;
+    bool zero_ok;
+  } cases[] = {
+      {s, CORBA::dk_String, CORBA::tk_string,
+       [&](CORBA::ULong n) { s->bound(n); }, false},
+      {w, CORBA::dk_Wstring, CORBA::tk_wstring,
+       [&](CORBA::ULong n) { w->bound(n); }, false},
+      {seq, CORBA::dk_Sequence, CORBA::tk_sequence,
+       [&](CORBA::ULong n) { seq->bound(n); }, true},
+      {arr, CORBA::dk_Array, CORBA::tk_array,
+       [&](CORBA::ULong n) { arr->length(n); }, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.kind);
+    EXPECT_EQ(c.type->def_kind(), c.kind);
+    Servant_ref<CORBA_IDLType_Impl> servant = ServantOf(c.type);
+    CORBA::TypeCode_ptr before = servant->cached_type();
+    c.set(5);
+    EXPECT_EQ(servant->cached_type(), before);
+    if (!c.zero_ok) {
+      EXPECT_BAD_ARG(c.set(0));
+      EXPECT_EQ(CORBA::TypeCode_var(c.type->type())->length(), 5u);
+    }
+    c.set(c.zero_ok ? 0 : 9);
+    CORBA::TypeCode_var tc = c.type->type();
+    EXPECT_EQ(tc->kind(), c.tc_kind);
+    EXPECT_EQ(tc->length(), c.zero_ok ? 0u : 9u);
+  }
   CORBA::TypeCode_var et = seq->element_type();
   EXPECT_TRUE(et->equal(CORBA::_tc_long));
   CORBA::IDLType_var def = seq->element_type_def();
   EXPECT_TRUE(def->_is_equivalent(l));
-
   CORBA::StringDef_var s5 = repo_->create_string(5);
   seq->element_type_def(s5);
-  tc = seq->type();
-  content = tc->content_type();
+  CORBA::TypeCode_var tc = seq->type();
+  CORBA::TypeCode_var content = tc->content_type();
   EXPECT_EQ(content->kind(), CORBA::tk_string);
   EXPECT_EQ(content->length(), 5u);
+  // Two creates give two objects.
+  CORBA::SequenceDef_var other = repo_->create_sequence(0, s5);
+  EXPECT_FALSE(other->_is_equivalent(seq));
+  // Anonymous objects go with their last reference.
+  s->destroy();
   seq->destroy();
+  EXPECT_EQ(s->bound(), 9u);
   EXPECT_EQ(seq->bound(), 0u);
-}
-
-TEST_F(ArrayTest, LengthSetterAcceptsZero) {
-  CORBA::IDLType_var d = Primitive(CORBA::pk_double);
-  CORBA::ArrayDef_var arr = repo_->create_array(6, d);
-  EXPECT_EQ(arr->def_kind(), CORBA::dk_Array);
-  Servant_ref<CORBA_IDLType_Impl> s = ServantOf(arr);
-  CORBA::TypeCode_ptr before = s->cached_type();
-  arr->length(6);
-  EXPECT_EQ(s->cached_type(), before);
-  arr->length(0);
-  EXPECT_EQ(arr->length(), 0u);
-  CORBA::TypeCode_var tc = arr->type();
-  EXPECT_EQ(tc->kind(), CORBA::tk_array);
-  EXPECT_EQ(tc->length(), 0u);
-  CORBA::TypeCode_var et = arr->element_type();
-  EXPECT_TRUE(et->equal(CORBA::_tc_double));
 }
 
 // Element types that are not types of this repository, for both the
 // factory and the setters.
-TEST_F(SequenceTest, ElementMustBeAType) {
-  CORBA::IDLType_var l = Primitive(CORBA::pk_long);
+TEST_F(AnonymousTypeTest, ElementMustBeAType) {
+  CORBA::IDLType_var l = Prim(CORBA::pk_long);
   CORBA::ModuleDef_var m = repo_->create_module("IDL:M:1.0", "M", "1.0");
   CORBA::IDLType_var not_a_type = CORBA::IDLType::_unchecked_narrow(m);
   CORBA::IDLType_var nil = CORBA::IDLType::_nil();
   CORBA::SequenceDef_var seq = repo_->create_sequence(1, l);
   CORBA::ArrayDef_var arr = repo_->create_array(1, l);
   for (CORBA::IDLType_ptr bad : {nil.in(), not_a_type.in()}) {
-    EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-                 CORBA::SequenceDef_var(repo_->create_sequence(1, bad)));
-    EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-                 CORBA::ArrayDef_var(repo_->create_array(1, bad)));
-    EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), seq->element_type_def(bad));
-    EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), arr->element_type_def(bad));
+    EXPECT_BAD_ARG(CORBA::SequenceDef_var(repo_->create_sequence(1, bad)));
+    EXPECT_BAD_ARG(CORBA::ArrayDef_var(repo_->create_array(1, bad)));
+    EXPECT_BAD_ARG(seq->element_type_def(bad));
+    EXPECT_BAD_ARG(arr->element_type_def(bad));
   }
   CORBA::TypeCode_var tc = seq->element_type();
   EXPECT_TRUE(tc->equal(CORBA::_tc_long));
+  // Nor one that has gone.
+  CORBA::InterfaceDef_var i = Itf("I");
+  i->destroy();
+  EXPECT_BAD_ARG(CORBA::SequenceDef_var(repo_->create_sequence(0, i)));
 }
 
-TEST_F(SequenceTest, ElementMayNotContainItself) {
-  CORBA::IDLType_var l = Primitive(CORBA::pk_long);
+TEST_F(AnonymousTypeTest, ElementMayNotContainItself) {
+  CORBA::IDLType_var l = Prim(CORBA::pk_long);
   CORBA::SequenceDef_var outer = repo_->create_sequence(0, l);
   CORBA::ArrayDef_var middle = repo_->create_array(2, outer);
   CORBA::SequenceDef_var top = repo_->create_sequence(0, middle);
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), outer->element_type_def(top));
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), outer->element_type_def(outer));
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), middle->element_type_def(top));
+  EXPECT_BAD_ARG(outer->element_type_def(top));
+  EXPECT_BAD_ARG(outer->element_type_def(outer));
+  EXPECT_BAD_ARG(middle->element_type_def(top));
   // The chain is intact and still written out in full.
   CORBA::IDLType_var back = Read(Write(top));
   CORBA::TypeCode_var a = back->type(), b = top->type();
   EXPECT_TRUE(a->equal(b));
 }
 
-TEST_F(SequenceTest, VanishedElementIsRefused) {
-  CORBA::InterfaceDef_var i = Interface("IDL:I:1.0", "I");
-  i->destroy();
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-               CORBA::SequenceDef_var(repo_->create_sequence(0, i)));
-}
-
-TEST_F(SequenceTest, ReferencesOutliveTheAnonymousTable) {
+TEST_F(AnonymousTypeTest, ReferencesOutliveTheAnonymousTable) {
   CORBA::StringDef_var s3 = repo_->create_string(3);
   CORBA::SequenceDef_var seq = repo_->create_sequence(8, s3);
   ir_flush_anonymous();
@@ -332,27 +266,17 @@ TEST_F(InlineTypeTest, NestedSequenceIsWrittenInFull) {
   EXPECT_EQ(words, (std::vector<CORBA::ULong>{15, 3, 15, 0, 14, 5}));
   EXPECT_THROW(in.get_ulong(), CORBA::MARSHAL);  // nothing after it
 
+  // Read back as a new transient object of the same type.
   CORBA::IDLType_var back = Read(body);
   ASSERT_FALSE(CORBA::is_nil(back));
-  EXPECT_FALSE(back->_is_equivalent(outer));  // a new transient object
-  CORBA::SequenceDef_var seq = CORBA::SequenceDef::_narrow(back);
-  ASSERT_FALSE(CORBA::is_nil(seq));
-  EXPECT_EQ(seq->bound(), 3u);
-  CORBA::IDLType_var e1 = seq->element_type_def();
-  CORBA::SequenceDef_var seq1 = CORBA::SequenceDef::_narrow(e1);
-  ASSERT_FALSE(CORBA::is_nil(seq1));
-  EXPECT_EQ(seq1->bound(), 0u);
-  CORBA::IDLType_var e2 = seq1->element_type_def();
-  CORBA::StringDef_var str = CORBA::StringDef::_narrow(e2);
-  ASSERT_FALSE(CORBA::is_nil(str));
-  EXPECT_EQ(str->bound(), 5u);
+  EXPECT_FALSE(back->_is_equivalent(outer));
   CORBA::TypeCode_var a = back->type(), b = outer->type();
   EXPECT_TRUE(a->equal(b));
 }
 
 TEST_F(InlineTypeTest, EveryFormRoundTrips) {
-  CORBA::InterfaceDef_var iface = Interface("IDL:I:1.0", "I");
-  CORBA::IDLType_var l = Primitive(CORBA::pk_ulonglong);
+  CORBA::InterfaceDef_var iface = Itf("I");
+  CORBA::IDLType_var l = Prim(CORBA::pk_ulonglong);
   CORBA::WstringDef_var w = repo_->create_wstring(12);
   CORBA::ArrayDef_var arr_i = repo_->create_array(4, iface);
   CORBA::ArrayDef_var arr_arr = repo_->create_array(2, arr_i);
@@ -397,7 +321,7 @@ TEST_F(InlineTypeTest, VanishedDefinitionReadsAsNil) {
   CORBA::IDLType_var t = Read(gone);
   EXPECT_TRUE(CORBA::is_nil(t));
 
-  CORBA::InterfaceDef_var i = Interface("IDL:I:1.0", "I");
+  CORBA::InterfaceDef_var i = Itf("I");
   CORBA::SequenceDef_var seq = repo_->create_sequence(0, i);
   std::vector<std::uint8_t> body = Write(seq);
   i->destroy();
@@ -430,50 +354,29 @@ std::vector<std::uint8_t> NestedSequences(int levels) {
 }
 
 TEST_F(InlineTypeTest, DamagedReferencesRaise) {
-  using Fill = std::function<void(Encapsulation&)>;
-  struct Case {
-    const char* what;
-    Fill fill;
-  } cases[] = {
-      {"fixed", [](Encapsulation& e) { e.put_ulong(CORBA::dk_Fixed); }},
-      {"repository",
-       [](Encapsulation& e) { e.put_ulong(CORBA::dk_Repository); }},
-      {"none", [](Encapsulation& e) { e.put_ulong(CORBA::dk_none); }},
-      {"all", [](Encapsulation& e) { e.put_ulong(CORBA::dk_all); }},
-      {"typedef", [](Encapsulation& e) { e.put_ulong(CORBA::dk_Typedef); }},
-      {"beyond", [](Encapsulation& e) { e.put_ulong(25); }},
-      {"huge", [](Encapsulation& e) { e.put_ulong(0xffffffffu); }},
-      {"empty", [](Encapsulation&) {}},
-      {"string without bound",
-       [](Encapsulation& e) { e.put_ulong(CORBA::dk_String); }},
-      {"sequence without element",
-       [](Encapsulation& e) {
-         e.put_ulong(CORBA::dk_Sequence);
-         e.put_ulong(4);
-       }},
-      {"array of fixed",
-       [](Encapsulation& e) {
-         e.put_ulong(CORBA::dk_Array);
-         e.put_ulong(4);
-         e.put_ulong(CORBA::dk_Fixed);
-       }},
-      {"interface without id",
-       [](Encapsulation& e) { e.put_ulong(CORBA::dk_Interface); }},
-      {"primitive long double",
-       [](Encapsulation& e) {
-         e.put_ulong(CORBA::dk_Primitive);
-         e.put_ulong(CORBA::pk_longdouble);
-       }},
-      {"primitive beyond",
-       [](Encapsulation& e) {
-         e.put_ulong(CORBA::dk_Primitive);
-         e.put_ulong(1000);
-       }},
+  const CORBA::ULong seq = CORBA::dk_Sequence, prim = CORBA::dk_Primitive;
+  const std::pair<const char*, std::vector<CORBA::ULong>> cases[] = {
+      {"fixed", {CORBA::dk_Fixed}},
+      {"repository", {CORBA::dk_Repository}},
+      {"none", {CORBA::dk_none}},
+      {"all", {CORBA::dk_all}},
+      {"typedef", {CORBA::dk_Typedef}},
+      {"beyond", {25}},
+      {"huge", {0xffffffffu}},
+      {"empty", {}},
+      {"string without bound", {CORBA::dk_String}},
+      {"sequence without element", {seq, 4}},
+      {"array of fixed", {CORBA::dk_Array, 4, CORBA::dk_Fixed}},
+      {"interface without id", {CORBA::dk_Interface}},
+      {"primitive long double", {prim, CORBA::pk_longdouble}},
+      {"primitive beyond", {prim, 1000}},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.first);
     EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53),
-                 CORBA::IDLType_var(Read(Body(c.fill))));
+                 CORBA::IDLType_var(Read(Body([&](Encapsulation& e) {
+                   for (CORBA::ULong w : c.second) e.put_ulong(w);
+                 }))));
   }
   // A truncated string: the length says more than there is.
   std::vector<std::uint8_t> cut = Body([](Encapsulation& e) {
@@ -482,6 +385,10 @@ TEST_F(InlineTypeTest, DamagedReferencesRaise) {
   });
   cut.resize(cut.size() - 6);
   EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53), CORBA::IDLType_var(Read(cut)));
+  // A foreign reference cannot be written.
+  EncapIIOP out;
+  EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53),
+               narrow_and_continue_streaming(CORBA::IDLType::_nil(), out));
 }
 
 TEST_F(InlineTypeTest, NestingBound) {
@@ -496,25 +403,18 @@ TEST_F(InlineTypeTest, NestingBound) {
   EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53),
                CORBA::IDLType_var(Read(NestedSequences(100000))));
   // No object deeper than what can be read back is made.
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48),
-               CORBA::SequenceDef_var(repo_->create_sequence(0, deepest)));
-  CORBA::IDLType_var l = Primitive(CORBA::pk_long);
+  EXPECT_BAD_ARG(CORBA::SequenceDef_var(repo_->create_sequence(0, deepest)));
+  CORBA::IDLType_var l = Prim(CORBA::pk_long);
   CORBA::SequenceDef_var seq = repo_->create_sequence(0, l);
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), seq->element_type_def(deepest));
-}
-
-TEST_F(InlineTypeTest, ForeignReferencesCannotBeWritten) {
-  EncapIIOP out;
-  EXPECT_SYSEX(INTF_REPOS, IrMinor(0x53),
-               narrow_and_continue_streaming(CORBA::IDLType::_nil(), out));
+  EXPECT_BAD_ARG(seq->element_type_def(deepest));
 }
 
 // --- named types behind anonymous ones, recursion, changes of id
 // ----------------
 
 TEST_F(RecursiveTypeTest, FindNamedType) {
-  CORBA::InterfaceDef_var i = Interface("IDL:I:1.0", "I");
-  CORBA::IDLType_var l = Primitive(CORBA::pk_long);
+  CORBA::InterfaceDef_var i = Itf("I");
+  CORBA::IDLType_var l = Prim(CORBA::pk_long);
   CORBA::StringDef_var s = repo_->create_string(2);
   CORBA::SequenceDef_var seq_l = repo_->create_sequence(0, l);
   CORBA::SequenceDef_var seq_i = repo_->create_sequence(0, i);
@@ -553,7 +453,7 @@ TEST_F(RecursiveTypeTest, FindNamedType) {
 // The placeholder names the right id: a struct TypeCode built around it
 // closes the recursion onto itself.
 TEST_F(RecursiveTypeTest, PlaceholderClosesOnItsId) {
-  CORBA::InterfaceDef_var i = Interface("IDL:S:1.0", "S");
+  CORBA::InterfaceDef_var i = Itf("S");
   CORBA::SequenceDef_var seq = repo_->create_sequence(0, i);
   CORBA::TypeCode_var rec = make_recursive_tc(seq);
   ASSERT_FALSE(CORBA::is_nil(rec));
@@ -579,47 +479,10 @@ TEST_F(RecursiveTypeTest, PlaceholderClosesOnItsId) {
   EXPECT_EQ(content->kind(), CORBA::tk_objref);
 }
 
-TEST_F(RecursiveTypeTest, StructHoldingSequenceOfItself) {
-  CORBA::StructMemberSeq none;
-  CORBA::StructDef_var s;
-  try {
-    s = repo_->create_struct("IDL:S:1.0", "S", "1.0", none);
-  } catch (const CORBA::NO_IMPLEMENT&) {
-    GTEST_SKIP() << "this build has no struct definitions";
-  } catch (const CORBA::BAD_PARAM&) {
-    // An empty member list may be refused; the members are set below.
-  }
-  if (CORBA::is_nil(s)) {
-    CORBA::StructMemberSeq one;
-    one.length(1);
-    one[0].name = CORBA::string_dup("x");
-    one[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_long);
-    one[0].type_def = Primitive(CORBA::pk_long);
-    s = repo_->create_struct("IDL:S:1.0", "S", "1.0", one);
-  }
-  CORBA::SequenceDef_var seq = repo_->create_sequence(0, s);
-  CORBA::StructMemberSeq members;
-  members.length(1);
-  members[0].name = CORBA::string_dup("next");
-  members[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
-  members[0].type_def = CORBA::IDLType::_duplicate(seq);
-  s->members(members);
-  Reopen();
-  CORBA::Contained_var c = repo_->lookup_id("IDL:S:1.0");
-  CORBA::StructDef_var again = CORBA::StructDef::_narrow(c);
-  ASSERT_FALSE(CORBA::is_nil(again));
-  CORBA::TypeCode_var tc = again->type();
-  ASSERT_FALSE(CORBA::is_nil(tc));
-  CORBA::TypeCode_var m0 = tc->member_type(0);
-  ASSERT_EQ(m0->kind(), CORBA::tk_sequence);
-  CORBA::TypeCode_var inner = m0->content_type();
-  EXPECT_STREQ(inner->id(), "IDL:S:1.0");
-}
-
 TEST_F(RecursiveTypeTest, Change1RefFollowsAChangedId) {
-  CORBA::InterfaceDef_var i = Interface("IDL:I:1.0", "I");
+  CORBA::InterfaceDef_var i = Itf("I");
   CORBA::SequenceDef_var seq = repo_->create_sequence(0, i);
-  CORBA::IDLType_var l = Primitive(CORBA::pk_long);
+  CORBA::IDLType_var l = Prim(CORBA::pk_long);
   EXPECT_EQ(change1ref(seq, "IDL:Other:1.0", "IDL:J:1.0"), 0);
   EXPECT_EQ(change1ref(l, "IDL:I:1.0", "IDL:J:1.0"), 0);
   EXPECT_EQ(change1ref(CORBA::IDLType::_nil(), "IDL:I:1.0", "IDL:J:1.0"), 0);
@@ -695,7 +558,7 @@ TEST_F(TypedefTest, DescribeAndNarrow) {
       CORBA::dk_ValueBox, "IDL:B:1.0", "B", repository_base_rep_id,
       CORBA::TypeCode::_duplicate(CORBA::_tc_long)));
   EXPECT_EQ(CORBA_TypedefDef_Impl::_narrow(box.in()), nullptr);
-  CORBA::InterfaceDef_var i = Interface("IDL:I:1.0", "I");
+  CORBA::InterfaceDef_var i = Itf("I");
   Servant_ref<CORBA_IDLType_Impl> is = ServantOf(i);
   EXPECT_EQ(CORBA_TypedefDef_Impl::_narrow(is.in()), nullptr);
   EXPECT_EQ(CORBA_TypedefDef_Impl::_narrow(nullptr), nullptr);
@@ -729,6 +592,8 @@ TEST_F(LookupTest, LookupIdEdgeCases) {
       {"", CORBA::dk_none},
       {"idl:m/i:1.0", CORBA::dk_none},
       {"IDL:M/I:1.0 ", CORBA::dk_none},
+      {"IDL:Nope:1.0", CORBA::dk_none},
+      {"garbage ~p3", CORBA::dk_none},
       {repository_base_rep_id, CORBA::dk_none},
   };
   for (const Case& c : cases) {
@@ -743,7 +608,7 @@ TEST_F(LookupTest, LookupIdEdgeCases) {
       EXPECT_STREQ(id.in(), c.id);
     }
   }
-  EXPECT_SYSEX(BAD_PARAM, IrMinor(0x48), root_->lookup_id(nullptr));
+  EXPECT_BAD_ARG(root_->lookup_id(nullptr));
 }
 
 TEST_F(LookupTest, CanonicalTypeCodeAndFixed) {
@@ -761,7 +626,7 @@ TEST_F(LookupTest, FindObjectsByKindAndScope) {
   CORBA::InterfaceDefSeq none;
   CORBA::InterfaceDef_var mi =
       m->create_interface("IDL:M/I:1.0", "I", "1.0", none);
-  CORBA::InterfaceDef_var j = Interface("IDL:J:1.0", "J");
+  CORBA::InterfaceDef_var j = Itf("J");
   auto ids = [&](const char* pattern, const char* scope, const char* kinds) {
     CORBA::ContainedSeq_var found =
         ext_->ext_find_objects(pattern, scope, false, kinds);

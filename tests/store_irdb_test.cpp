@@ -844,7 +844,8 @@ TEST_F(StoreTest, QueryPlansUseIndexes) {
 // --- FailingStore ------------------------------------------------------------
 
 TEST_F(StoreTest, FailingStoreFailsTheArmedChangeOnly) {
-  FailingStore store(*db_);
+  db_.reset();
+  FailingStore store(path_.c_str());
   FakeObject a("a", kModule, "a", "root"), b("b", kModule, "b", "root");
   store.fail_at(2);
   store.IRBeginUpdate();  // not counted
@@ -858,8 +859,8 @@ TEST_F(StoreTest, FailingStoreFailsTheArmedChangeOnly) {
   store.IRInsertObject(&b);  // disarmed after firing
   store.IRCancelUpdate();
   EXPECT_EQ(store.changes(), 3);
-  EXPECT_FALSE(db_->IRExists(H("a")));
-  EXPECT_FALSE(db_->IRExists(H("b")));
+  EXPECT_FALSE(store.IRExists(H("a")));
+  EXPECT_FALSE(store.IRExists(H("b")));
 }
 
 }  // namespace
