@@ -192,8 +192,7 @@ TEST_F(OperationTest, EveryFieldSurvivesReopen) {
     CORBA::AttributeDef_var attr = Find<CORBA::AttributeDef>("IDL:I/a:1.0");
     ASSERT_FALSE(CORBA::is_nil(attr));
     EXPECT_EQ(attr->mode(), CORBA::ATTR_READONLY);
-    CORBA::TypeCode_var atc = attr->type();
-    EXPECT_EQ(atc->kind(), CORBA::tk_sequence);
+    EXPECT_EQ(TypeOf(attr)->kind(), CORBA::tk_sequence);
     d = attr->describe();
     EXPECT_EQ(d->kind, CORBA::dk_Attribute);
     const CORBA::AttributeDescription* ad;

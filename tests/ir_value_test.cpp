@@ -72,8 +72,7 @@ TEST_F(ValueTest, ModifierFollowsTheFlagsCustomFirst) {
   walker->is_abstract(false);
   Reopen();
   walker = Find<CORBA::ValueDef>("IDL:Walker:1.0");
-  CORBA::TypeCode_var tc = walker->type();
-  EXPECT_EQ(tc->type_modifier(), CORBA::VM_TRUNCATABLE);
+  EXPECT_EQ(TypeOf(walker)->type_modifier(), CORBA::VM_TRUNCATABLE);
 }
 
 // --- bases and supported interfaces ------------------------------------------
@@ -248,8 +247,7 @@ TEST_F(ValueTest, IsAFollowsBasesAndSupportedInterfacesAtEveryLevel) {
   v->base_value(Find<CORBA::ValueDef>("IDL:Other:1.0"));
   EXPECT_TRUE(v->is_a("IDL:Other:1.0"));
   v->base_value(v);
-  CORBA::TypeCode_var tc = v->type();
-  CORBA::TypeCode_var base_tc = tc->concrete_base_type();
+  CORBA::TypeCode_var base_tc = TypeOf(v)->concrete_base_type();
   EXPECT_EQ(base_tc->kind(), CORBA::tk_null);
   Reopen();
   v = Find<CORBA::ValueDef>("IDL:V:1.0");
@@ -417,8 +415,7 @@ TEST_F(ValueTest, AccessIsCheckedButOnlyKeptInTheServant) {
   Reopen();
   m = Find<CORBA::ValueMemberDef>("IDL:V/m:1.0");
   EXPECT_EQ(m->access(), CORBA::PUBLIC_MEMBER);
-  CORBA::TypeCode_var tc = m->type();
-  EXPECT_TRUE(tc->equal(CORBA::_tc_string));
+  EXPECT_TRUE(TypeOf(m)->equal(CORBA::_tc_string));
 }
 
 TEST_F(ValueTest, InheritedNamesAreRefusedEvenInAUserTransaction) {
@@ -498,8 +495,7 @@ TEST_F(ValueTest, MemberTypesKeepUseLinksAndFollowChangesOfId) {
   Reopen();
   m = Find<CORBA::ValueMemberDef>("IDL:V/m:1.0");
   EXPECT_EQ(IdOf(CORBA::IDLType_var(m->type_def())), "IDL:T2:1.0");
-  CORBA::TypeCode_var tc = m->type();
-  EXPECT_STREQ(tc->id(), "IDL:T2:1.0");
+  EXPECT_STREQ(TypeOf(m)->id(), "IDL:T2:1.0");
 }
 
 // --- descriptions ------------------------------------------------------------
@@ -602,8 +598,7 @@ TEST_F(ValueTest, HoldsNestedTypesButNoModulesInterfacesOrValues) {
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::V::S"))), "IDL:V/S:1.0");
   // A state member may have a type nested in its value type.
   CORBA::ValueMemberDef_var(Member(v, "s", s));
-  CORBA::TypeCode_var tc = v->type();
-  CORBA::TypeCode_var member = tc->member_type(0);
+  CORBA::TypeCode_var member = TypeOf(v)->member_type(0);
   EXPECT_STREQ(member->id(), "IDL:V/S:1.0");
 
   EXPECT_SYSEX(
