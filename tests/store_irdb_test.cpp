@@ -80,6 +80,8 @@ IRStore::Exception Thrown(const std::function<void()>& f) {
   }
   return IRStore::Exception(0, "nothing thrown");
 }
+#define EXPECT_CODE(expected, call) \
+  EXPECT_EQ(Thrown([&] { call; }).code(), IRStore::expected)
 
 Bytes ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
@@ -206,10 +208,8 @@ TEST_F(StoreTest, InsertRefusesDuplicateAndMissingParent) {
   EXPECT_NE(e.text().find("orphan"), std::string::npos) << e.text();
   EXPECT_FALSE(db_->IRExists(H("orphan")));
   // Links to missing records are refused the same way.
-  EXPECT_EQ(Thrown([&] { db_->IRAddUse(H("m"), H("nope")); }).code(),
-            IRStore::kNoSuchRecord);
-  EXPECT_EQ(Thrown([&] { db_->IRAddContained(H("m"), H("nope")); }).code(),
-            IRStore::kNoSuchRecord);
+  EXPECT_CODE(kNoSuchRecord, db_->IRAddUse(H("m"), H("nope")));
+  EXPECT_CODE(kNoSuchRecord, db_->IRAddContained(H("m"), H("nope")));
 }
 
 TEST_F(StoreTest, StoreObjectUpsertsKeepingPosition) {
@@ -231,13 +231,11 @@ TEST_F(StoreTest, StoreObjectUpsertsKeepingPosition) {
             (IdList{"root", "a", "b", "c", "d"}));
   EXPECT_EQ(db_->IRChildren(H("a"), kAll), IdList{"c"});  // kept
   a.parent = "missing";
-  EXPECT_EQ(Thrown([&] { db_->IRStoreObject(&a); }).code(),
-            IRStore::kNoSuchRecord);
+  EXPECT_CODE(kNoSuchRecord, db_->IRStoreObject(&a));
 }
 
 TEST_F(StoreTest, FindObjectBuildsOnceThenUsesTheCache) {
-  EXPECT_EQ(Thrown([&] { db_->IRFindObject(H("root")); }).code(),
-            IRStore::kBadState);
+  EXPECT_CODE(kBadState, db_->IRFindObject(H("root")));
   FakeFactory factory;
   db_->set_factory(&factory);
   Add("m", "root", kModule, {'b'});
@@ -366,7 +364,7 @@ TEST_F(StoreTest, UserTransactionEnclosesUpdates) {
   Add("open");
   db_->IRCancelUserTransaction();
   EXPECT_FALSE(db_->IRInUserTransaction());
-  EXPECT_EQ(Thrown([&] { db_->IREndUpdate(); }).code(), IRStore::kBadState);
+  EXPECT_CODE(kBadState, db_->IREndUpdate());
   Add("after");  // autocommit again
   Open();
   EXPECT_EQ(db_->IRChildren(H("root"), kAll), (IdList{"kept", "after"}));
@@ -713,7 +711,7 @@ TEST_F(StoreTest, SubtreeListsParentsBeforeChildren) {
   EXPECT_EQ(db_->IRSubtree(H("none")), IdList{});
 }
 
-TEST_F(StoreTest, ReKeyMovesChildrenAndLinks) {
+TEST_F(StoreTest, ReKeyMovesChildrenAndLinksAndRenameMovesLookups) {
   Add("m");
   Add("m/i", "m", kInterface);
   Add("b", "root", kInterface);
@@ -730,23 +728,18 @@ TEST_F(StoreTest, ReKeyMovesChildrenAndLinks) {
             (IdList{"root", "n", "m/i", "b", "u"}));  // position kept
 
   const std::string before = Snapshot();
-  EXPECT_EQ(Thrown([&] { db_->IRReKey(H("n"), H("b")); }).code(),
-            IRStore::kDuplicateId);
-  EXPECT_EQ(Thrown([&] { db_->IRReKey(H("m"), H("b")); }).code(),
-            IRStore::kDuplicateId);
-  EXPECT_EQ(Thrown([&] { db_->IRReKey(H("m"), H("z")); }).code(),
-            IRStore::kNoSuchRecord);
+  EXPECT_CODE(kDuplicateId, db_->IRReKey(H("n"), H("b")));
+  EXPECT_CODE(kDuplicateId, db_->IRReKey(H("m"), H("b")));
+  EXPECT_CODE(kNoSuchRecord, db_->IRReKey(H("m"), H("z")));
   EXPECT_EQ(Snapshot(), before);
-}
 
-TEST_F(StoreTest, RenameChangesTheNameFoundByLookups) {
-  Add("m");
-  db_->IRRename(H("m"), "renamed");
-  EXPECT_EQ(db_->IRNameOf(H("m")), "renamed");
-  EXPECT_EQ(db_->IRChildByName(H("root"), "renamed")->key_string(), "m");
+  // A new name is the one lookups find.
+  db_->IRRename(H("n"), "renamed");
+  EXPECT_EQ(db_->IRNameOf(H("n")), "renamed");
+  EXPECT_EQ(db_->IRChildByName(H("root"), "renamed")->key_string(), "n");
   EXPECT_EQ(db_->IRChildByName(H("root"), "m"), nullptr);
   EXPECT_EQ(db_->IRLookupName(H("root"), "renamed", 1, kAll, false),
-            IdList{"m"});
+            IdList{"n"});
 }
 
 TEST_F(StoreTest, RemoveTakesTheSubtreeAndItsLinks) {
