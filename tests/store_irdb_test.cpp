@@ -1,9 +1,6 @@
 // Tests of IRDB: records, updates and transactions, queries and the
 // integrity of its database file.
-#include <signal.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -381,47 +378,8 @@ TEST_F(StoreTest, ReopenKeepsCommittedDataAndDropsOpenUpdates) {
   EXPECT_FALSE(db_->IRExists(H("pending")));
 }
 
-// A child process commits an update, leaves another open and dies without
-// closing the store (_exit, or kill -9); the commit must be on disk, the
-// open update not.
-TEST_F(StoreTest, CommitSurvivesTheDeathOfTheProcess) {
-  db_.reset();
-  for (const bool kill_hard : {false, true}) {
-    const std::string path = dir_ + (kill_hard ? "/killed.db" : "/exited.db");
-    const pid_t pid = fork();
-    ASSERT_NE(pid, -1);
-    if (pid == 0) {
-      try {
-        IRDB* db = new IRDB(path.c_str());  // never closed: the child dies
-        FakeObject root("root", kRepository, "", ""),
-            a("a", kModule, "a", "root"), b("b", kModule, "b", "root");
-        db->IRInsertObject(&root);
-        db->IRBeginUpdate();
-        db->IRInsertObject(&a);
-        db->IREndUpdate();
-        db->IRBeginUpdate();
-        db->IRInsertObject(&b);
-      } catch (...) {
-        _exit(2);
-      }
-      if (kill_hard) kill(getpid(), SIGKILL);
-      _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    if (kill_hard) {
-      ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-    } else {
-      ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    }
-    IRDB db(path.c_str());
-    EXPECT_TRUE(db.IRExists(H("a"))) << path;
-    EXPECT_FALSE(db.IRExists(H("b"))) << path;
-  }
-}
-
+// (A second process is refused the same way: see the end-to-end tests.)
 TEST_F(StoreTest, SecondOpenerIsBusy) {
-  // Same process: a second connection.
   auto e = Thrown([&] { IRDB other(path_.c_str()); });
   EXPECT_EQ(e.code(), IRStore::kBusy);
   EXPECT_NE(e.text().find("is in use by another process"), std::string::npos)
@@ -429,30 +387,6 @@ TEST_F(StoreTest, SecondOpenerIsBusy) {
   EXPECT_EQ(
       Thrown([&] { IRDB other(path_.c_str(), IRDB::Options{true}); }).code(),
       IRStore::kBusy);
-
-  // Another process, forked before this one opens the file.
-  db_.reset();
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t pid = fork();
-  ASSERT_NE(pid, -1);
-  if (pid == 0) {
-    char c;
-    if (read(ready[0], &c, 1) != 1) _exit(3);
-    const auto e = Thrown([&] { IRDB other(path_.c_str()); });
-    _exit(e.code() == IRStore::kBusy &&
-                  e.text().find("in use by another process") !=
-                      std::string::npos
-              ? 0
-              : 1);
-  }
-  Open();
-  ASSERT_EQ(write(ready[1], "x", 1), 1);
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-  close(ready[0]);
-  close(ready[1]);
 }
 
 // --- the database file -------------------------------------------------------
