@@ -87,6 +87,8 @@ TEST_F(ValueTest, CreateValueChecksItsListsInOrder) {
       CORBA::ValueDef::_unchecked_narrow(itf);
   const CORBA::InterfaceDef_ptr nil_itf = CORBA::InterfaceDef::_nil();
   const CORBA::ValueDef_ptr nil_value = CORBA::ValueDef::_nil();
+  const char *kSupported = "supported_interfaces",
+             *kAbstract = "abstract_base_values";
   struct Case {
     const char* what;
     bool long_name;
@@ -94,28 +96,12 @@ TEST_F(ValueTest, CreateValueChecksItsListsInOrder) {
     std::vector<CORBA::ValueDef_ptr> abstract_bases;
     const char* text;  // after "CORBA::Container::create_value::"
   } cases[] = {
-      {"name of 255, concrete abstract base", true, {}, {concrete}, "name"},
-      {"nil supported interface, concrete abstract base",
-       false,
-       {nil_itf},
-       {concrete},
-       "supported_interfaces"},
-      {"a value type as supported interface",
-       false,
-       {value_as_interface},
-       {},
-       "supported_interfaces"},
-      {"concrete abstract base",
-       false,
-       {},
-       {abs, concrete},
-       "abstract_base_values"},
-      {"nil abstract base", false, {}, {nil_value}, "abstract_base_values"},
-      {"an interface as abstract base",
-       false,
-       {},
-       {interface_as_value},
-       "abstract_base_values"},
+      {"255 name, bad base", true, {}, {concrete}, "name"},
+      {"nil interface, bad base", false, {nil_itf}, {concrete}, kSupported},
+      {"value as interface", false, {value_as_interface}, {}, kSupported},
+      {"concrete base", false, {}, {abs, concrete}, kAbstract},
+      {"nil base", false, {}, {nil_value}, kAbstract},
+      {"interface as base", false, {}, {interface_as_value}, kAbstract},
   };
   const std::string prefix = "CORBA::Container::create_value::";
   for (const Case& k : cases) {
