@@ -86,7 +86,7 @@ TEST_F(IrServerE2E, ServersThatCannotStartSayWhyInOneLine) {
        std::to_string(first.port())},
       {"database in use",
        {"--db", first.db_path, "--endpoint", free},
-       first.db_path},
+       first.db_path + " is in use by another process"},
       {"garbage database",
        {"--db", garbage_db, "--endpoint", free},
        garbage_db},

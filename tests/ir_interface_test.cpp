@@ -273,8 +273,7 @@ TEST_F(InterfaceTest, MembersRenamedInABaseAreFoundByTheirNewNames) {
   // A member may not take the name of a member its interface inherits.
   EXPECT_REPORT(BAD_PARAM, IrMinor(0x54), "CORBA::Contained::name(...)",
                 own->name("a"));
-  CORBA::String_var name = own->name();
-  EXPECT_STREQ(name.in(), "own");
+  EXPECT_EQ(Str(own->name()), "own");
 }
 
 // --- descriptions ----------------------------------------------------------
@@ -375,8 +374,7 @@ TEST_F(InterfaceTest, NewIdReachesEveryUserAndTheTypeCodes) {
     if (std::string(when) != "live") Reopen();
     CORBA::InterfaceDef_var renamed = Find<CORBA::InterfaceDef>("IDL:I2:1.0");
     ASSERT_FALSE(CORBA::is_nil(renamed));
-    CORBA::TypeCode_var tc = renamed->type();
-    EXPECT_STREQ(tc->id(), "IDL:I2:1.0");
+    EXPECT_STREQ(TypeOf(renamed)->id(), "IDL:I2:1.0");
     EXPECT_EQ(IdOf(Find("IDL:I:1.0")), "<nil>");
     CORBA::InterfaceDef_var derived = Find<CORBA::InterfaceDef>("IDL:K:1.0");
     EXPECT_EQ(BasesOf(derived), Ids{"IDL:I2:1.0"});
@@ -393,8 +391,7 @@ TEST_F(InterfaceTest, NewIdReachesEveryUserAndTheTypeCodes) {
     CORBA::SequenceDef_var sd = CORBA::SequenceDef::_narrow(ps[1].type_def);
     EXPECT_EQ(IdOf(CORBA::IDLType_var(sd->element_type_def())), "IDL:I2:1.0");
     CORBA::AttributeDef_var at = Find<CORBA::AttributeDef>("IDL:U/a:1.0");
-    CORBA::TypeCode_var atc = at->type();
-    EXPECT_STREQ(atc->id(), "IDL:I2:1.0");
+    EXPECT_STREQ(TypeOf(at)->id(), "IDL:I2:1.0");
     EXPECT_EQ(Refs("IDL:I2:1.0"), (Ids{"IDL:U/f:1.0", "IDL:U/a:1.0"}));
   }
 }
@@ -405,8 +402,7 @@ TEST_F(InterfaceTest, RenameGivesANewTypeCode) {
   CORBA::TypeCode_var tc = i->type();
   EXPECT_STREQ(tc->name(), "J");
   EXPECT_STREQ(tc->id(), "IDL:I:1.0");
-  CORBA::String_var absolute = i->absolute_name();
-  EXPECT_STREQ(absolute.in(), "::J");
+  EXPECT_EQ(Str(i->absolute_name()), "::J");
 }
 
 // --- abstract interfaces ---------------------------------------------------

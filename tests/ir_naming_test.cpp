@@ -56,10 +56,8 @@ TEST_F(NamingTest, ScopedNameLookup) {
 }
 
 TEST_F(NamingTest, AbsoluteNameAndDefinedIn) {
-  CORBA::String_var abs = c_->absolute_name();
-  EXPECT_STREQ(abs.in(), "::A::B::C");
-  CORBA::String_var top = a_->absolute_name();
-  EXPECT_STREQ(top.in(), "::A");
+  EXPECT_EQ(Str(c_->absolute_name()), "::A::B::C");
+  EXPECT_EQ(Str(a_->absolute_name()), "::A");
   CORBA::Container_var parent = c_->defined_in();
   EXPECT_EQ(IdOf(CORBA::Contained_var(CORBA::Contained::_narrow(parent))),
             "IDL:A/B:1.0");
@@ -73,15 +71,13 @@ TEST_F(NamingTest, AbsoluteNameAndDefinedIn) {
   EXPECT_STREQ(renamed.in(),
                "::A::B::C")  // cached per object until its own rename
       << "the scoped-name cache is per object";
-  CORBA::String_var own = b_->absolute_name();
-  EXPECT_STREQ(own.in(), "::A::B2");
+  EXPECT_EQ(Str(b_->absolute_name()), "::A::B2");
 }
 
 TEST_F(NamingTest, RenameRules) {
   CORBA::ModuleDef_var d = a_->create_module("IDL:A/D:1.0", "D", "1.0");
   EXPECT_SYSEX(BAD_PARAM, IrMinor(0x54), d->name("B"));
-  CORBA::String_var still = d->name();
-  EXPECT_STREQ(still.in(), "D");
+  EXPECT_EQ(Str(d->name()), "D");
   d->name("E");
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::E"))), "IDL:A/D:1.0");
   EXPECT_TRUE(CORBA::is_nil(CORBA::Contained_var(repo_->lookup("::A::D"))));
@@ -89,8 +85,7 @@ TEST_F(NamingTest, RenameRules) {
   ext_->ext_beginUserTransaction();
   d->name("B");
   ext_->ext_endUserTransaction();
-  CORBA::String_var now = d->name();
-  EXPECT_STREQ(now.in(), "B");
+  EXPECT_EQ(Str(d->name()), "B");
 }
 
 TEST_F(NamingTest, ChangeOfIdAndVersionRules) {
@@ -111,9 +106,8 @@ TEST_F(NamingTest, ChangeOfIdAndVersionRules) {
   Reopen();
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B"))),
             "IDL:NewB:2.0");
-  CORBA::String_var v =
-      CORBA::Contained_var(repo_->lookup("::A::B::C"))->version();
-  EXPECT_STREQ(v.in(), "3.1");
+  EXPECT_EQ(Str(CORBA::Contained_var(repo_->lookup("::A::B::C"))->version()),
+            "3.1");
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::A::B::C"))),
             "IDL:A/B/C:1.0");
 }
@@ -231,8 +225,7 @@ TEST_F(CoreTest, RootAndObjectExistAndCannotBeDestroyed) {
   CORBA::Contained_var obj = repo_->lookup_id("IDL:Object:1.0");
   ASSERT_FALSE(CORBA::is_nil(obj));
   EXPECT_EQ(obj->def_kind(), CORBA::dk_Interface);
-  CORBA::String_var name = obj->name();
-  EXPECT_STREQ(name.in(), "Object");
+  EXPECT_EQ(Str(obj->name()), "Object");
   EXPECT_BAD_ARG(obj->destroy());
   CORBA::Contained_var again = repo_->lookup("::CORBA::Object");
   ASSERT_FALSE(CORBA::is_nil(again));
@@ -250,8 +243,7 @@ TEST_F(CoreTest, CancelledUserTransactionLeavesNoTrace) {
   EXPECT_EQ(ContentsOf(repo_, CORBA::dk_Module).size(), 2u);
   ext_->ext_cancelUserTransaction();
   EXPECT_EQ(ContentsOf(repo_, CORBA::dk_Module), Ids{"IDL:K:1.0"});
-  CORBA::String_var kept_name = keep->name();
-  EXPECT_STREQ(kept_name.in(), "K");
+  EXPECT_EQ(Str(keep->name()), "K");
   EXPECT_EQ(IdOf(Find("IDL:G:1.0")), "<nil>");
 }
 

@@ -3,7 +3,6 @@
 // descriptions, and what a failing store leaves behind.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 
 #include "ir_fixture.h"
@@ -12,95 +11,63 @@ namespace {
 
 using OperationTest = IrTest;
 
-// The arguments of one create_operation call, changed per case.
-struct OperationArgs {
-  const char* id = "IDL:I/f:1.0";
-  const char* name = "f";
-  const char* version = "1.0";
-  CORBA::IDLType_var result;
-  CORBA::OperationMode mode = CORBA::OP_NORMAL;
-  CORBA::ParDescriptionSeq params;
-  CORBA::ExceptionDefSeq exceptions;
-  CORBA::ContextIdSeq contexts;
-};
-
 TEST_F(OperationTest, CreationChecksRunInOrderBeforeAnythingIsStored) {
   CORBA::InterfaceDef_var itf = Itf("I");
   CORBA::PrimitiveDef_var l = Prim(CORBA::pk_long);
   CORBA::IDLType_var bad_type = NotAType();
-  CORBA::ExceptionDef_var interface_as_exception =
-      CORBA::ExceptionDef::_unchecked_narrow(itf);
   std::string n255(255, 'n');
+  const CORBA::IDLType_ptr nil = CORBA::IDLType::_nil();
   const auto bad_op_mode = static_cast<CORBA::OperationMode>(2);
+  const auto normal = CORBA::OP_NORMAL;
+  const auto in = CORBA::PARAM_IN, bad_in = CORBA::ParameterMode(3);
+  const char *id = "IDL:I/f:1.0", *f = "f";
+  // The exception: none, a nil entry, an interface seen as an exception.
+  enum Raises { kNone, kNil, kInterface };
+  // Where two arguments are wrong, the first checked is reported.
   struct Case {
-    const char* what;
-    std::function<void(OperationArgs&)> change;
+    const char *id, *name, *version;
+    CORBA::IDLType_ptr result;
+    CORBA::OperationMode mode;
+    bool empty_context;
+    Raises raises;
+    CORBA::IDLType_ptr param_type;
+    CORBA::ParameterMode param_mode;
     const char* text;  // after "CORBA::InterfaceDef::create_operation::"
+  } cases[] = {
+      {nullptr, f, "1.0", l, normal, false, kNone, l, in, "null_input"},
+      {id, nullptr, "1.0", l, normal, false, kNone, l, in, "null_input"},
+      {id, f, nullptr, l, normal, false, kNone, l, in, "null_input"},
+      {id, f, "1.0", nil, normal, false, kNone, l, in, "null_input"},
+      {id, n255.c_str(), "1.0", l, bad_op_mode, false, kNone, l, in, "name"},
+      {id, f, "1.0", l, bad_op_mode, false, kNone, l, in, "mode"},
+      {id, f, "1.0", bad_type, normal, true, kNone, l, in, "contexts"},
+      {id, f, "1.0", bad_type, normal, false, kNil, l, in, "result"},
+      {id, f, "1.0", l, normal, false, kNil, l, in, "exceptions"},
+      {id, f, "1.0", l, normal, false, kInterface, bad_type, in, "exceptions"},
+      {id, f, "1.0", l, normal, false, kNone, nil, in, "params"},
+      {id, f, "1.0", l, normal, false, kNone, bad_type, in, "params"},
+      {id, f, "1.0", l, normal, false, kNone, l, bad_in, "params"},
   };
-  const Case cases[] = {
-      {"null id", [](OperationArgs& a) { a.id = nullptr; }, "null_input"},
-      {"null name", [](OperationArgs& a) { a.name = nullptr; }, "null_input"},
-      {"null version", [](OperationArgs& a) { a.version = nullptr; },
-       "null_input"},
-      {"nil result",
-       [](OperationArgs& a) { a.result = CORBA::IDLType::_nil(); },
-       "null_input"},
-      {"name of 255, bad mode",
-       [&](OperationArgs& a) {
-         a.name = n255.c_str();
-         a.mode = bad_op_mode;
-       },
-       "name"},
-      {"mode 2", [&](OperationArgs& a) { a.mode = bad_op_mode; }, "mode"},
-      {"empty context, result not a type",
-       [&](OperationArgs& a) {
-         a.contexts.length(2);
-         a.contexts[0] = "ok";
-         a.contexts[1] = "";
-         a.result = CORBA::IDLType::_duplicate(bad_type);
-       },
-       "contexts"},
-      {"result not a type, nil exception",
-       [&](OperationArgs& a) {
-         a.result = CORBA::IDLType::_duplicate(bad_type);
-         a.exceptions.length(1);
-       },
-       "result"},
-      {"nil exception", [](OperationArgs& a) { a.exceptions.length(1); },
-       "exceptions"},
-      {"exception that is an interface, parameter not a type",
-       [&](OperationArgs& a) {
-         Push(a.exceptions,
-              CORBA::ExceptionDef::_duplicate(interface_as_exception));
-         a.params[0].type_def = CORBA::IDLType::_duplicate(bad_type);
-       },
-       "exceptions"},
-      {"nil parameter type",
-       [](OperationArgs& a) { a.params[0].type_def = CORBA::IDLType::_nil(); },
-       "params"},
-      {"parameter type that is a module",
-       [&](OperationArgs& a) {
-         a.params[0].type_def = CORBA::IDLType::_duplicate(bad_type);
-       },
-       "params"},
-      {"parameter mode 3",
-       [](OperationArgs& a) {
-         a.params[0].mode = static_cast<CORBA::ParameterMode>(3);
-       },
-       "params"},
-  };
+  int n = 0;
   for (const Case& k : cases) {
-    SCOPED_TRACE(k.what);
-    OperationArgs a;
-    a.result = CORBA::IDLType::_duplicate(l);
-    Push(a.params, Param("p", l, CORBA::PARAM_IN));
-    k.change(a);
+    SCOPED_TRACE("case " + std::to_string(n++));
+    CORBA::ParDescriptionSeq params;
+    Push(params, Param("p", k.param_type, k.param_mode));
+    CORBA::ContextIdSeq contexts;
+    if (k.empty_context) {
+      Push(contexts, "ok");
+      Push(contexts, "");
+    }
+    CORBA::ExceptionDefSeq raises;
+    if (k.raises != kNone) raises.length(1);
+    if (k.raises == kInterface)
+      raises[0] = CORBA::ExceptionDef::_unchecked_narrow(itf);
     EXPECT_REPORT(
         BAD_PARAM, IrMinor(0x48),
         std::string("CORBA::InterfaceDef::create_operation::") + k.text,
-        CORBA::OperationDef_var(
-            itf->create_operation(a.id, a.name, a.version, a.result, a.mode,
-                                  a.params, a.exceptions, a.contexts)));
+        CORBA::OperationDef_var(itf->create_operation(k.id, k.name, k.version,
+                                                      k.result, k.mode, params,
+                                                      raises, contexts)));
   }
 
   const auto bad_mode = static_cast<CORBA::AttributeMode>(2);
@@ -192,8 +159,7 @@ TEST_F(OperationTest, EveryFieldSurvivesReopen) {
     CORBA::AttributeDef_var attr = Find<CORBA::AttributeDef>("IDL:I/a:1.0");
     ASSERT_FALSE(CORBA::is_nil(attr));
     EXPECT_EQ(attr->mode(), CORBA::ATTR_READONLY);
-    CORBA::TypeCode_var atc = attr->type();
-    EXPECT_EQ(atc->kind(), CORBA::tk_sequence);
+    EXPECT_EQ(TypeOf(attr)->kind(), CORBA::tk_sequence);
     d = attr->describe();
     EXPECT_EQ(d->kind, CORBA::dk_Attribute);
     const CORBA::AttributeDescription* ad;

@@ -72,8 +72,7 @@ TEST_F(ValueTest, ModifierFollowsTheFlagsCustomFirst) {
   walker->is_abstract(false);
   Reopen();
   walker = Find<CORBA::ValueDef>("IDL:Walker:1.0");
-  CORBA::TypeCode_var tc = walker->type();
-  EXPECT_EQ(tc->type_modifier(), CORBA::VM_TRUNCATABLE);
+  EXPECT_EQ(TypeOf(walker)->type_modifier(), CORBA::VM_TRUNCATABLE);
 }
 
 // --- bases and supported interfaces ------------------------------------------
@@ -88,6 +87,8 @@ TEST_F(ValueTest, CreateValueChecksItsListsInOrder) {
       CORBA::ValueDef::_unchecked_narrow(itf);
   const CORBA::InterfaceDef_ptr nil_itf = CORBA::InterfaceDef::_nil();
   const CORBA::ValueDef_ptr nil_value = CORBA::ValueDef::_nil();
+  const char *kSupported = "supported_interfaces",
+             *kAbstract = "abstract_base_values";
   struct Case {
     const char* what;
     bool long_name;
@@ -95,28 +96,12 @@ TEST_F(ValueTest, CreateValueChecksItsListsInOrder) {
     std::vector<CORBA::ValueDef_ptr> abstract_bases;
     const char* text;  // after "CORBA::Container::create_value::"
   } cases[] = {
-      {"name of 255, concrete abstract base", true, {}, {concrete}, "name"},
-      {"nil supported interface, concrete abstract base",
-       false,
-       {nil_itf},
-       {concrete},
-       "supported_interfaces"},
-      {"a value type as supported interface",
-       false,
-       {value_as_interface},
-       {},
-       "supported_interfaces"},
-      {"concrete abstract base",
-       false,
-       {},
-       {abs, concrete},
-       "abstract_base_values"},
-      {"nil abstract base", false, {}, {nil_value}, "abstract_base_values"},
-      {"an interface as abstract base",
-       false,
-       {},
-       {interface_as_value},
-       "abstract_base_values"},
+      {"255 name, bad base", true, {}, {concrete}, "name"},
+      {"nil interface, bad base", false, {nil_itf}, {concrete}, kSupported},
+      {"value as interface", false, {value_as_interface}, {}, kSupported},
+      {"concrete base", false, {}, {abs, concrete}, kAbstract},
+      {"nil base", false, {}, {nil_value}, kAbstract},
+      {"interface as base", false, {}, {interface_as_value}, kAbstract},
   };
   const std::string prefix = "CORBA::Container::create_value::";
   for (const Case& k : cases) {
@@ -248,8 +233,7 @@ TEST_F(ValueTest, IsAFollowsBasesAndSupportedInterfacesAtEveryLevel) {
   v->base_value(Find<CORBA::ValueDef>("IDL:Other:1.0"));
   EXPECT_TRUE(v->is_a("IDL:Other:1.0"));
   v->base_value(v);
-  CORBA::TypeCode_var tc = v->type();
-  CORBA::TypeCode_var base_tc = tc->concrete_base_type();
+  CORBA::TypeCode_var base_tc = TypeOf(v)->concrete_base_type();
   EXPECT_EQ(base_tc->kind(), CORBA::tk_null);
   Reopen();
   v = Find<CORBA::ValueDef>("IDL:V:1.0");
@@ -417,8 +401,7 @@ TEST_F(ValueTest, AccessIsCheckedButOnlyKeptInTheServant) {
   Reopen();
   m = Find<CORBA::ValueMemberDef>("IDL:V/m:1.0");
   EXPECT_EQ(m->access(), CORBA::PUBLIC_MEMBER);
-  CORBA::TypeCode_var tc = m->type();
-  EXPECT_TRUE(tc->equal(CORBA::_tc_string));
+  EXPECT_TRUE(TypeOf(m)->equal(CORBA::_tc_string));
 }
 
 TEST_F(ValueTest, InheritedNamesAreRefusedEvenInAUserTransaction) {
@@ -498,8 +481,7 @@ TEST_F(ValueTest, MemberTypesKeepUseLinksAndFollowChangesOfId) {
   Reopen();
   m = Find<CORBA::ValueMemberDef>("IDL:V/m:1.0");
   EXPECT_EQ(IdOf(CORBA::IDLType_var(m->type_def())), "IDL:T2:1.0");
-  CORBA::TypeCode_var tc = m->type();
-  EXPECT_STREQ(tc->id(), "IDL:T2:1.0");
+  EXPECT_STREQ(TypeOf(m)->id(), "IDL:T2:1.0");
 }
 
 // --- descriptions ------------------------------------------------------------
@@ -602,8 +584,7 @@ TEST_F(ValueTest, HoldsNestedTypesButNoModulesInterfacesOrValues) {
   EXPECT_EQ(IdOf(CORBA::Contained_var(repo_->lookup("::V::S"))), "IDL:V/S:1.0");
   // A state member may have a type nested in its value type.
   CORBA::ValueMemberDef_var(Member(v, "s", s));
-  CORBA::TypeCode_var tc = v->type();
-  CORBA::TypeCode_var member = tc->member_type(0);
+  CORBA::TypeCode_var member = TypeOf(v)->member_type(0);
   EXPECT_STREQ(member->id(), "IDL:V/S:1.0");
 
   EXPECT_SYSEX(
