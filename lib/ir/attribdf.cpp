@@ -152,6 +152,9 @@ CORBA_Contained_Impl* ir_create_member(
   });
   irobj_put_in_cache(id, servant.in());
   container->add_to_contents(servant.in());
+  // Interfaces and values that derive from the container list its members
+  // among theirs.
+  ir_drop_derived_contents_caches(store, container_id);
   return servant._retn();
 }
 

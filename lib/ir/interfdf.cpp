@@ -191,12 +191,9 @@ void CORBA_InterfaceDef_Impl::replace_bases(const CORBA::InterfaceDefSeq& seq,
     bases_ = old;
     throw;
   }
-  drop_inherited_contents_caches(true);
-}
-
-void CORBA_InterfaceDef_Impl::drop_inherited_contents_caches(
-    bool including_own) {
-  if (including_own) drop_contents_cache();
+  // This interface's contents and those of the interfaces deriving from
+  // it include inherited members.
+  drop_contents_cache();
   ir_drop_derived_contents_caches(store_, own_id());
 }
 
@@ -233,12 +230,10 @@ bool CORBA_InterfaceDef_Impl::inherits_name(const char* name) {
 CORBA::AttributeDef_ptr CORBA_InterfaceDef_Impl::create_attribute(
     const char* id, const char* name, const char* version,
     CORBA::IDLType_ptr type, CORBA::AttributeMode mode) {
-  CORBA::AttributeDef_var made = ir_create_attribute(
+  return ir_create_attribute(
       this, own_id(), kAttributeTexts,
       [this](const char* n) { return inherits_name(n); }, id, name, version,
       type, mode);
-  drop_inherited_contents_caches(false);
-  return made._retn();
 }
 
 CORBA::OperationDef_ptr CORBA_InterfaceDef_Impl::create_operation(
@@ -247,12 +242,10 @@ CORBA::OperationDef_ptr CORBA_InterfaceDef_Impl::create_operation(
     const CORBA::ParDescriptionSeq& params,
     const CORBA::ExceptionDefSeq& exceptions,
     const CORBA::ContextIdSeq& contexts) {
-  CORBA::OperationDef_var made = ir_create_operation(
+  return ir_create_operation(
       this, own_id(), kOperationTexts,
       [this](const char* n) { return inherits_name(n); }, id, name, version,
       result, mode, params, exceptions, contexts);
-  drop_inherited_contents_caches(false);
-  return made._retn();
 }
 
 // --- descriptions ----------------------------------------------------------

@@ -90,10 +90,6 @@ class CORBA_InterfaceDef_Impl : public virtual POA_IRExt::InterfaceDef,
   // Replaces the base list in the servant and the store's inheritance
   // links (inside the caller's update); no checks.
   void set_bases(const CORBA::InterfaceDefSeq& bases);
-  // Forgets the contents caches of this interface (when
-  // `including_own`) and of every cached interface or value type that
-  // derives from it: they list inherited members.
-  void drop_inherited_contents_caches(bool including_own);
 
   IR_CONTAINER_FORWARDERS(refuse, fwd, fwd, fwd, fwd, fwd, refuse, fwd, refuse,
                           refuse, fwd, refuse)

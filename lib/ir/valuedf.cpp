@@ -621,12 +621,10 @@ CORBA::ValueMemberDef_ptr CORBA_ValueDef_Impl::create_value_member(
 CORBA::AttributeDef_ptr CORBA_ValueDef_Impl::create_attribute(
     const char* id, const char* name, const char* version,
     CORBA::IDLType_ptr type, CORBA::AttributeMode mode) {
-  CORBA::AttributeDef_var made = ir_create_attribute(
+  return ir_create_attribute(
       this, own_id(), kAttributeTexts,
       [this](const char* n) { return check_inherited_name_for_value(n); }, id,
       name, version, type, mode);
-  ir_drop_derived_contents_caches(store_, own_id());
-  return made._retn();
 }
 
 CORBA::OperationDef_ptr CORBA_ValueDef_Impl::create_operation(
@@ -635,12 +633,10 @@ CORBA::OperationDef_ptr CORBA_ValueDef_Impl::create_operation(
     const CORBA::ParDescriptionSeq& params,
     const CORBA::ExceptionDefSeq& exceptions,
     const CORBA::ContextIdSeq& contexts) {
-  CORBA::OperationDef_var made = ir_create_operation(
+  return ir_create_operation(
       this, own_id(), kOperationTexts,
       [this](const char* n) { return check_inherited_name_for_value(n); }, id,
       name, version, result, mode, params, exceptions, contexts);
-  ir_drop_derived_contents_caches(store_, own_id());
-  return made._retn();
 }
 
 // --- descriptions ------------------------------------------------------------
