@@ -4,11 +4,11 @@
 
 #include "command_line.h"
 #include "commands.h"
-#include "corba_text.h"
-#include "description_fields.h"
-#include "idl_printer.h"
-#include "repository_tree.h"
-#include "type_text.h"
+#include "client/corba_text.h"
+#include "client/description_fields.h"
+#include "client/idl_printer.h"
+#include "client/repository_tree.h"
+#include "client/type_text.h"
 
 namespace {
 

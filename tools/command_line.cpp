@@ -1,6 +1,6 @@
 #include "command_line.h"
 
-#include "repository_session.h"
+#include "client/repository_session.h"
 
 std::vector<std::string> ParsedArgs::values(const std::string& name) const {
   auto it = options.find(name);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "repository_session.h"
+#include "client/repository_session.h"
 
 struct CommandContext {
   RepositorySession& session;

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "corba_text.h"
-#include "description_fields.h"
+#include "client/corba_text.h"
+#include "client/description_fields.h"
 #include "platform/kald_error.h"
 
 namespace {

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "idl_records.h"
-#include "repository_session.h"
-#include "type_text.h"
+#include "client/repository_session.h"
+#include "client/type_text.h"
 
 // A failed feed of one file; what() is the one-line reason (file, line,
 // definition, step and the CORBA exception).  The file's transaction has

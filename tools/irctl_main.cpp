@@ -9,7 +9,7 @@
 
 #include "command_line.h"
 #include "commands.h"
-#include "corba_text.h"
+#include "client/corba_text.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "command_line.h"
 #include "commands.h"
-#include "corba_text.h"
+#include "client/corba_text.h"
 #include "feed_plan.h"
 #include "idl_parser.h"
 

@@ -353,6 +353,15 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_objects_2b_deleted() {
   return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
 }
 
+// Documentation comments are not stored yet.
+char* CORBA_Contained_Impl::ext_get_comment() {
+  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+}
+
+void CORBA_Contained_Impl::ext_set_comment(const char*) {
+  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+}
+
 CORBA::Contained_ptr get_next_contained(Encapsulation& e, IRStore* store) {
   e.get_ulong();  // the kind: the record's own kind is what counts
   CORBA::String_var id = e.get_string();

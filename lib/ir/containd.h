@@ -50,6 +50,8 @@ class CORBA_Contained_Impl : public virtual POA_IRExt::Contained,
   // IDL: IRExt::Contained
   CORBA::ContainedSeq* ext_get_refs_object(const char* which) override;
   CORBA::ContainedSeq* ext_get_objects_2b_deleted() override;
+  char* ext_get_comment() override;
+  void ext_set_comment(const char* text) override;
 
   CORBA_Contained_Impl* is_contained();
   static CORBA_Contained_Impl* _narrow(CORBA_IRObject_Impl* p);

@@ -55,6 +55,15 @@ class CORBA_Repository_Impl : public virtual POA_IRExt::Repository,
   CORBA::ContainedSeq* ext_find_objects(const char* pattern, const char* scope,
                                         CORBA::Boolean match_ids,
                                         const char* kinds) override;
+  IRExt::ExtPage* ext_list(const char* container, CORBA::ULong offset,
+                           CORBA::ULong limit) override;
+  IRExt::ExtPage* ext_search(const char* pattern, const char* scope,
+                             CORBA::Boolean match_ids,
+                             CORBA::Boolean ignore_case, const char* kinds,
+                             CORBA::ULong offset, CORBA::ULong limit) override;
+  IRExt::ExtKindCountSeq* ext_count_kinds() override;
+  IRExt::ExtServerInfo* ext_server_info() override;
+  char* ext_backup() override;
 
   // CORBA::Repository
   CORBA::Contained_ptr lookup_id(const char* search_id) override;

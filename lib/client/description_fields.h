@@ -1,7 +1,7 @@
 // The fields that every description of a contained definition carries,
 // read from the kind-specific structure inside its Any.
-#ifndef IR_TOOLS_DESCRIPTION_FIELDS_H
-#define IR_TOOLS_DESCRIPTION_FIELDS_H
+#ifndef IR_CLIENT_DESCRIPTION_FIELDS_H
+#define IR_CLIENT_DESCRIPTION_FIELDS_H
 
 #include <omniORB4/CORBA.h>
 

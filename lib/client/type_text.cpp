@@ -1,4 +1,4 @@
-#include "type_text.h"
+#include "client/type_text.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // irctl's connection to one interface repository.
-#ifndef IR_TOOLS_REPOSITORY_SESSION_H
-#define IR_TOOLS_REPOSITORY_SESSION_H
+#ifndef IR_CLIENT_REPOSITORY_SESSION_H
+#define IR_CLIENT_REPOSITORY_SESSION_H
 
 #include <omniORB4/CORBA.h>
 

@@ -1,4 +1,4 @@
-#include "description_fields.h"
+#include "client/description_fields.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "corba_text.h"
+#include "client/corba_text.h"
 
 #include <cctype>
 #include <cstdio>

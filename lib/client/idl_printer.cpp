@@ -1,4 +1,4 @@
-#include "idl_printer.h"
+#include "client/idl_printer.h"
 
 #include <algorithm>
 #include <cctype>

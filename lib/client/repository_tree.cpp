@@ -1,8 +1,8 @@
-#include "repository_tree.h"
+#include "client/repository_tree.h"
 
 #include <unordered_map>
 
-#include "description_fields.h"
+#include "client/description_fields.h"
 
 bool is_container_kind(CORBA::DefinitionKind kind) {
   switch (kind) {

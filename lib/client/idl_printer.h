@@ -1,11 +1,11 @@
 // Printing (part of) the repository back as IDL that omniidl accepts.
-#ifndef IR_TOOLS_IDL_PRINTER_H
-#define IR_TOOLS_IDL_PRINTER_H
+#ifndef IR_CLIENT_IDL_PRINTER_H
+#define IR_CLIENT_IDL_PRINTER_H
 
 #include <string>
 
-#include "repository_tree.h"
-#include "type_text.h"
+#include "client/repository_tree.h"
+#include "client/type_text.h"
 
 // Prints the definitions of `tree` as IDL.  The text is a function of the
 // repository's contents alone: feeding it into an empty repository and

@@ -1,7 +1,7 @@
 // TypeCodes and Anys as text: canonical signatures for comparing the
 // repository with parsed IDL, IDL text for printing, and literals.
-#ifndef IR_TOOLS_TYPE_TEXT_H
-#define IR_TOOLS_TYPE_TEXT_H
+#ifndef IR_CLIENT_TYPE_TEXT_H
+#define IR_CLIENT_TYPE_TEXT_H
 
 #include <omniORB4/CORBA.h>
 

@@ -1,7 +1,7 @@
 // Words for CORBA things that irctl prints: exceptions with their minor
 // codes, definition kinds.
-#ifndef IR_TOOLS_CORBA_TEXT_H
-#define IR_TOOLS_CORBA_TEXT_H
+#ifndef IR_CLIENT_CORBA_TEXT_H
+#define IR_CLIENT_CORBA_TEXT_H
 
 #include <omniORB4/CORBA.h>
 

@@ -1,4 +1,4 @@
-#include "repository_session.h"
+#include "client/repository_session.h"
 
 #include "server_options.h"
 

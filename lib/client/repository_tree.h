@@ -1,7 +1,7 @@
 // A copy of (part of) the repository's naming tree in the client, read
 // with one describe_contents call per container.
-#ifndef IR_TOOLS_REPOSITORY_TREE_H
-#define IR_TOOLS_REPOSITORY_TREE_H
+#ifndef IR_CLIENT_REPOSITORY_TREE_H
+#define IR_CLIENT_REPOSITORY_TREE_H
 
 #include <omniORB4/CORBA.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "repository_session.h"
+#include "client/repository_session.h"
 
 struct TreeNode {
   CORBA::DefinitionKind kind = CORBA::dk_none;
