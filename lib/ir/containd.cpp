@@ -353,6 +353,11 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_objects_2b_deleted() {
   return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
 }
 
+// Not built yet.
+IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
+  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+}
+
 // Documentation comments are not stored yet.
 char* CORBA_Contained_Impl::ext_get_comment() {
   throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);

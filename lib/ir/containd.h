@@ -50,6 +50,7 @@ class CORBA_Contained_Impl : public virtual POA_IRExt::Contained,
   // IDL: IRExt::Contained
   CORBA::ContainedSeq* ext_get_refs_object(const char* which) override;
   CORBA::ContainedSeq* ext_get_objects_2b_deleted() override;
+  IRExt::ExtReferenceSeq* ext_outside_refs() override;
   char* ext_get_comment() override;
   void ext_set_comment(const char* text) override;
 
