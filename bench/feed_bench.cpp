@@ -84,7 +84,8 @@ int main(int argc, char** argv) {
         "corbaloc::127.0.0.1:" + std::to_string(port) + "/InterfaceRepository";
     {
       BenchServer server({irserver_path(), "--db", dir + "/ir.db", "--endpoint",
-                          "giop:tcp:127.0.0.1:" + std::to_string(port)});
+                          "giop:tcp:127.0.0.1:" + std::to_string(port),
+                          "--http", "off"});
       if (!server.problem().empty()) {
         std::fprintf(stderr, "feed_bench: %s\n", server.problem().c_str());
         return 1;

@@ -88,7 +88,8 @@ int main(int argc, char** argv) {
   fs::create_directories(dir);
   int ir_port = free_port();
   BenchServer ir({irserver_path(), "--db", dir + "/ir.db", "--endpoint",
-                  "giop:tcp:127.0.0.1:" + std::to_string(ir_port)});
+                  "giop:tcp:127.0.0.1:" + std::to_string(ir_port), "--http",
+                  "off"});
   BenchServer null(
       {NULL_SERVER_PATH, "giop:tcp:127.0.0.1:" + std::to_string(free_port())});
   if (!ir.problem().empty() || !null.problem().empty()) {

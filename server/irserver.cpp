@@ -31,6 +31,8 @@
 #include <thread>
 #include <vector>
 
+#include "http/web_server.h"
+#include "http/web_site.h"
 #include "ir/irglob.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
@@ -315,6 +317,9 @@ int main(int argc, char** argv) {
   int orb_argc = static_cast<int>(orb_args.size());
 
   CORBA::ORB_var orb;
+  // The web view; both stay null with --http off.
+  std::unique_ptr<WebSite> web_site;
+  std::unique_ptr<WebServer> web_server;
   std::string step = "cannot initialise the ORB";
   std::string ready_line;
   begin_log_capture();
@@ -342,32 +347,51 @@ int main(int argc, char** argv) {
     if (!options.ior_file.empty())
       write_file_atomically(options.ior_file, static_cast<const char*>(ior));
 
+    // The web view reads the repository through the root's reference:
+    // colocated calls that take the same locks as any client's.
+    std::string web_url;
+    if (options.http.enabled) {
+      web_site = std::make_unique<WebSite>(orb.in(), root_ref.in());
+      web_server = std::make_unique<WebServer>(options.http, *web_site);
+      std::string problem = web_server->bind();
+      if (!problem.empty()) throw StartupError{problem};
+      web_url = " " + web_server->url();
+    }
+
     std::string base = corbaloc_base(options, static_cast<const char*>(ior));
     ready_line = "irserver: ready " +
                  (base.empty() ? std::string(static_cast<const char*>(ior))
                                : base + "/InterfaceRepository") +
-                 " (database " + options.db_path + ")";
+                 web_url + " (database " + options.db_path + ")";
   } catch (const StartupError& e) {
     end_log_capture(false);
     std::cerr << "irserver: cannot start: " << e.reason << std::endl;
+    web_server.reset();
+    web_site.reset();
     tear_down(orb);
     return 1;
   } catch (const IRStore::Exception& e) {
     std::string reason = step + ": " + e.text();
     end_log_capture(false);
     std::cerr << "irserver: cannot start: " << reason << std::endl;
+    web_server.reset();
+    web_site.reset();
     tear_down(orb);
     return 1;
   } catch (const CORBA::Exception& e) {
     std::string reason = reason_for(step, e);
     end_log_capture(false);
     std::cerr << "irserver: cannot start: " << reason << std::endl;
+    web_server.reset();
+    web_site.reset();
     tear_down(orb);
     return 1;
   } catch (const std::exception& e) {
     end_log_capture(false);
     std::cerr << "irserver: cannot start: " << step << ": " << e.what()
               << std::endl;
+    web_server.reset();
+    web_site.reset();
     tear_down(orb);
     return 1;
   }
@@ -401,6 +425,7 @@ int main(int argc, char** argv) {
     std::_Exit(status);
   });
 
+  if (web_server) web_server->start();
   std::cout << ready_line << std::endl;
 
   int status = 0;
@@ -420,6 +445,8 @@ int main(int argc, char** argv) {
     log << "stopping on " << (stop_signal == SIGINT ? "SIGINT" : "SIGTERM")
         << "\n";
   }
+  web_server.reset();
+  web_site.reset();
   try {
     if (kaldIrGlobalObject) kaldIrGlobalObject->reset();
     orb->destroy();

@@ -71,7 +71,7 @@ std::string parse_server_options(int argc, const char* const* argv,
       continue;
     }
     if (name == "--db" || name == "--endpoint" || name == "--ior-file" ||
-        name == "--trace" || name == "--log") {
+        name == "--trace" || name == "--log" || name == "--http") {
       if (!has_inline) {
         if (i + 1 >= argc) return "option " + name + " needs a value";
         value = argv[++i];
@@ -87,6 +87,9 @@ std::string parse_server_options(int argc, const char* const* argv,
         out->ior_file = value;
       } else if (name == "--log") {
         out->log_file = value;
+      } else if (name == "--http") {
+        std::string error = parse_http_address(value, &out->http);
+        if (!error.empty()) return "--http: " + error;
       } else {
         std::string error = parse_trace_list(value, out);
         if (!error.empty()) return error;
@@ -173,6 +176,11 @@ Options:
                      would change the repository raises CORBA::NO_PERMISSION.
   --trace LIST       comma-separated trace switches: ir (method calls),
                      mutex (critical sections).  Traces go to the log.
+  --http ADDR:PORT   serve the web view and the JSON API over HTTP at
+                     ADDR:PORT (default 127.0.0.1:2811, loopback only);
+                     [::1]:PORT for IPv6, :PORT for every interface, port 0
+                     for any free port, "off" for no HTTP at all.  HTTP is
+                     read-only: GET and HEAD.
   --log FILE         append the log (irserver's and omniORB's messages and
                      traces) to FILE instead of standard error; the same as
                      -ORBtraceFile FILE.
@@ -185,15 +193,16 @@ Options:
 Options that take a value also accept the form --option=value.
 
 Once it listens, irserver prints one line on standard output:
-  irserver: ready corbaloc::HOST:PORT/InterfaceRepository (database PATH)
-and serves until it receives SIGINT or SIGTERM, when it shuts the ORB
+  irserver: ready corbaloc::HOST:PORT/InterfaceRepository http://HOST:PORT/
+    (database PATH)
+(one line; the web view's http:// URL only when HTTP is on) and serves until it receives SIGINT or SIGTERM, when it shuts the ORB
 down, closes the database and exits with status 0.
 
 Exit status:
   0  stopped by SIGINT or SIGTERM, or --help
-  1  could not start (endpoint in use or invalid, database missing,
-     locked, damaged or not a repository database, IOR file not
-     writable); the reason is printed as one line on standard error:
+  1  could not start (endpoint or HTTP address in use or invalid,
+     database missing, locked, damaged or not a repository database,
+     IOR file not writable); the reason is printed as one line on standard error:
        irserver: cannot start: REASON
   2  invalid command line
 
@@ -201,6 +210,7 @@ Examples:
   irserver
   irserver --db /var/lib/ir/ir.db --endpoint giop:tcp::2810
   irserver --read-only --db ir.db --ior-file /tmp/ir.ior
+  irserver --http off
   irserver --trace ir,mutex --log /tmp/irserver.log -ORBtraceLevel 5
 )";
 }

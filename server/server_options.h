@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "http/http_address.h"
+
 // Defaults when irserver runs without arguments: a database in the
 // current directory and an endpoint that only this machine can reach.
 constexpr const char* kDefaultDatabase = "./ir.db";
@@ -25,6 +27,8 @@ struct ServerOptions {
   bool trace_ir = false;
   bool trace_mutex = false;
   std::string log_file;  // empty: omniORB's default (stderr)
+  // The web view and JSON API (--http ADDR:PORT | off).
+  HttpAddress http;
   bool help = false;
   // The -ORB options with their values, in the order given; ORB_init
   // receives them after irserver's own -ORBendPoint/-ORBtraceFile.

@@ -255,7 +255,8 @@ std::string first_line(const std::string& path, pid_t pid, int timeout_ms,
   return "";
 }
 
-IrServerProcess::IrServerProcess() : port_(free_tcp_port()) {
+IrServerProcess::IrServerProcess()
+    : port_(free_tcp_port()), http_port_(free_tcp_port()) {
   db_path = dir_.file("ir.db");
 }
 
@@ -265,6 +266,10 @@ IrServerProcess::~IrServerProcess() {
 
 std::string IrServerProcess::corbaloc_base() const {
   return "corbaloc::127.0.0.1:" + std::to_string(port_);
+}
+
+std::string IrServerProcess::http_base() const {
+  return "http://127.0.0.1:" + std::to_string(http_port_);
 }
 
 std::string IrServerProcess::corbaloc() const {
@@ -281,15 +286,32 @@ std::string IrServerProcess::start() {
     argv.push_back("--endpoint");
     argv.push_back("giop:tcp:127.0.0.1:" + std::to_string(port_));
   }
+  bool own_http = false;
+  for (const std::string& a : extra_args)
+    own_http = own_http || a == "--http" || a.rfind("--http=", 0) == 0;
+  if (!own_http) {
+    argv.push_back("--http");
+    argv.push_back(http ? "127.0.0.1:" + std::to_string(http_port_) : "off");
+  }
   argv.insert(argv.end(), extra_args.begin(), extra_args.end());
   pid_ = spawn_to_files(argv, out_path, stderr_path_);
   if (pid_ < 0) return errno_text("starting irserver");
   std::string problem;
   ready_line_ = first_line(out_path, pid_, kReadyTimeoutMs, &problem);
   if (problem.empty()) {
-    std::string expected = "irserver: ready " + corbaloc() + " (database " +
-                           fs::path(db_path).lexically_normal().string() + ")";
+    // The web view's URL sits between the two; a test's own --http
+    // chooses it.
+    std::string start = "irserver: ready " + corbaloc();
+    std::string end =
+        " (database " + fs::path(db_path).lexically_normal().string() + ")";
+    std::string web = http ? " " + http_base() + "/" : "";
+    std::string expected = start + web + end;
     if (ready_line_ == expected) return std::string();
+    if (own_http && ready_line_.rfind(start, 0) == 0 &&
+        ready_line_.size() >= start.size() + end.size() &&
+        ready_line_.compare(ready_line_.size() - end.size(), end.size(), end) ==
+            0)
+      return std::string();
     problem = "unexpected ready line [" + ready_line_ + "], expected [" +
               expected + "]";
   }

@@ -2,8 +2,9 @@
 //
 // Every IrServerProcess owns a temporary directory (removed with the
 // object) that holds its database, its standard error and whatever a
-// test puts there, and a free 127.0.0.1 port chosen once, so that a
-// restart comes back at the same address with the same database.
+// test puts there, and free 127.0.0.1 ports (IIOP and HTTP) chosen once,
+// so that a restart comes back at the same addresses with the same
+// database.
 #ifndef IR_TESTS_E2E_SERVER_H
 #define IR_TESTS_E2E_SERVER_H
 
@@ -97,6 +98,9 @@ class IrServerProcess {
   bool pass_endpoint = true;
   // The database; defaults to dir()/ir.db.
   std::string db_path;
+  // With `http` the harness passes --http 127.0.0.1:<http_port()>, else
+  // --http off (unless extra_args holds an --http of the test's own).
+  bool http = true;
 
   // Starts irserver and waits up to 20 s for its ready line, which must
   // name this port and database.  Returns "" when it is ready, else what
@@ -114,6 +118,9 @@ class IrServerProcess {
   bool running() const { return pid_ > 0; }
 
   int port() const { return port_; }
+  int http_port() const { return http_port_; }
+  // "http://127.0.0.1:HTTP_PORT"
+  std::string http_base() const;
   // "corbaloc::127.0.0.1:PORT"
   std::string corbaloc_base() const;
   // corbaloc_base() + "/InterfaceRepository"
@@ -125,6 +132,7 @@ class IrServerProcess {
 
   TempDir dir_;
   int port_;
+  int http_port_;
   pid_t pid_ = -1;
   int starts_ = 0;
   std::string stderr_path_;

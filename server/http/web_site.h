@@ -1,0 +1,58 @@
+// The web view's routes: which request gets which page or JSON answer.
+//
+//   /                         overview          /api/v1/overview
+//   /browse/                  the top level     /api/v1/contents/
+//   /browse/A/B[?offset,limit] a definition     /api/v1/definitions/A/B
+//                                               /api/v1/contents/A/B
+//                                               /api/v1/used-by/A/B
+//                                               /api/v1/derived-by/A/B
+//   /id/<repository id>       302 to /browse/   /api/v1/ids/<repository id>
+//   /search?q,match,in,icase,kind,offset,limit  /api/v1/search?...
+//   /idl/[A/B][?deps=1]       IDL download      /api/v1/idl/A/B
+//   /static/<file>            assets            /api/v1/openapi.json
+//
+// Only the methods GET and HEAD reach it (WebServer refuses the others);
+// a later POST route (a call gateway) would be added here.
+#ifndef IR_SERVER_HTTP_WEB_SITE_H
+#define IR_SERVER_HTTP_WEB_SITE_H
+
+#include <omniORB4/CORBA.h>
+
+#include <string>
+
+#include "http/web_data.h"
+#include "http/web_request.h"
+
+class WebSite {
+ public:
+  // `repository` is irserver's root object; its ORB must be running.
+  WebSite(CORBA::ORB_ptr orb, CORBA::Object_ptr repository);
+
+  // The reply to a request; throws HttpError for refusals, CORBA and
+  // other exceptions for internal errors.  Thread-safe.
+  WebReply answer(const WebRequest& request);
+
+  // The reply that reports a refusal with `status`: a JSON body
+  // {"error", "status", "message"} for paths under /api/, a page
+  // elsewhere.
+  WebReply error_reply(const std::string& path, int status,
+                       const std::string& message);
+
+ private:
+  WebReply api(const WebRequest& request);
+  WebReply overview(const WebRequest& request);
+  WebReply browse(const WebRequest& request);
+  WebReply by_id(const WebRequest& request);
+  WebReply search(const WebRequest& request);
+  WebReply idl_file(const WebRequest& request);
+  WebReply asset(const WebRequest& request);
+
+  // The definition named by the segments from `first` on; nil for none
+  // (the top level).  HttpError 404 for an unknown name.
+  CORBA::Contained_ptr named(const WebRequest& request, std::size_t first);
+  SearchQuery search_query(QueryReader& reader);
+
+  WebData data_;
+};
+
+#endif
