@@ -1,12 +1,14 @@
 # The two entry points of the README.
 #   make run   installs what is missing, builds, starts irserver on its
-#              embedded default (./ir.db, giop:tcp:127.0.0.1:2810)
+#              embedded default (./ir.db, giop:tcp:127.0.0.1:2810, the web
+#              view at http://127.0.0.1:2811/)
 #   make test  installs what is missing, builds, runs every test
 BUILD ?= build
 JOBS ?= 2
 DEBS := cmake g++ make pkg-config python3 libomniorb4-dev omniidl \
         omniorb-idl libcos4-dev libsqlite3-dev libgtest-dev libgmock-dev \
-        nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libsystemd-dev ccache
+        nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libsystemd-dev ccache \
+        chromium chromium-driver
 
 .PHONY: deps build run test clean
 
