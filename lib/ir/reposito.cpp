@@ -237,23 +237,7 @@ void CORBA_Repository_Impl::forget_servants() {
   Object_interface_ptr = CORBA::InterfaceDef::_nil();
 }
 
-// --- bulk listings and server state (not built yet) ----------------------
-
-IRExt::ExtPage* CORBA_Repository_Impl::ext_list(const char*, CORBA::ULong,
-                                                CORBA::ULong) {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
-
-IRExt::ExtPage* CORBA_Repository_Impl::ext_search(const char*, const char*,
-                                                  CORBA::Boolean,
-                                                  CORBA::Boolean, const char*,
-                                                  CORBA::ULong, CORBA::ULong) {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
-
-IRExt::ExtKindCountSeq* CORBA_Repository_Impl::ext_count_kinds() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
+// --- server state (not built yet) -----------------------------------------
 
 IRExt::ExtServerInfo* CORBA_Repository_Impl::ext_server_info() {
   throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);

@@ -79,6 +79,11 @@ class IRDB : public IRStore {
   IdList IRFindObjects(const std::string& pattern,
                        const std::vector<int>& kinds, bool match_ids,
                        const StoreHandle* scope) override;
+  SeqList IRChildSeqs(const StoreHandle& container) override;
+  SeqList IRSearch(const StoreSearch& search) override;
+  std::vector<StoreSummary> IRSummaries(const SeqList& seqs) override;
+  std::vector<std::pair<int, std::uint64_t>> IRCountKinds() override;
+  std::vector<StoreOutsideRef> IROutsideRefs(const StoreHandle& h) override;
   void IRAddUse(const StoreHandle& user, const StoreHandle& used) override;
   void IRRemoveUse(const StoreHandle& user, const StoreHandle& used) override;
   void IRAddInherit(const StoreHandle& derived,
