@@ -36,6 +36,19 @@ struct WebReply {
   std::vector<std::pair<std::string, std::string>> headers;
 };
 
+// What answers the requests that WebServer lets through (WebSite).
+class WebHandler {
+ public:
+  virtual ~WebHandler() = default;
+  // The reply to a request; throws HttpError for refusals, anything else
+  // for internal errors.  Called from several threads at once.
+  virtual WebReply answer(const WebRequest& request) = 0;
+  // The reply that reports a refusal with `status` (4xx, or 500 for an
+  // internal error, whose message then holds no details).
+  virtual WebReply error_reply(const std::string& path, int status,
+                               const std::string& message) = 0;
+};
+
 // Reads the query parameters of a request: each getter names one
 // parameter a handler accepts; finish() refuses any other.  Every refusal
 // is an HttpError 400 that names the parameter.

@@ -2,7 +2,9 @@
 
 #include <httplib.h>
 #include <omniORB4/CORBA.h>
+#include <sys/socket.h>
 
+#include <cctype>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdio>
@@ -11,7 +13,6 @@
 #include <mutex>
 #include <stdexcept>
 
-#include "http/web_site.h"
 #include "platform/qor_log.h"
 
 namespace {
@@ -78,6 +79,22 @@ const char kContentSecurityPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; "
     "img-src 'self'; connect-src 'self'; form-action 'self'; "
     "base-uri 'none'; frame-ancestors 'none'";
+
+const char kReadOnlyMessage[] =
+    "the repository is read-only over HTTP: only GET and HEAD are accepted";
+
+// A method name (an HTTP token of letters) that httplib does not know.
+bool is_unknown_method(const std::string& method) {
+  static const char* const kKnown[] = {"GET",    "HEAD",    "POST",    "PUT",
+                                       "DELETE", "CONNECT", "OPTIONS", "TRACE",
+                                       "PATCH",  "PRI"};
+  if (method.empty() || method.size() > 32) return false;
+  for (char c : method)
+    if (!std::isalpha(static_cast<unsigned char>(c))) return false;
+  for (const char* k : kKnown)
+    if (method == k) return false;
+  return true;
+}
 
 bool is_api_path(const std::string& path) {
   return path == "/api" || path.compare(0, 5, "/api/") == 0;
@@ -148,8 +165,8 @@ void log_internal_error(const std::string& target, const std::string& what) {
 
 }  // namespace
 
-WebServer::WebServer(const HttpAddress& address, WebSite& site)
-    : address_(address), site_(site), http_(new httplib::Server) {
+WebServer::WebServer(const HttpAddress& address, WebHandler& handler)
+    : address_(address), handler_(handler), http_(new httplib::Server) {
   http_->new_task_queue = [] { return new WorkerPool(kWorkerThreads); };
   http_->set_keep_alive_timeout(2);
   http_->set_keep_alive_max_count(100);
@@ -157,6 +174,13 @@ WebServer::WebServer(const HttpAddress& address, WebSite& site)
   http_->set_write_timeout(5, 0);
   http_->set_payload_max_length(64 * 1024);
   http_->set_tcp_nodelay(true);
+  // SO_REUSEADDR so that a restart finds its port free at once, but not
+  // httplib's default SO_REUSEPORT, which would let a second server bind
+  // the same port and take half of the first one's connections.
+  http_->set_socket_options([](int sock) {
+    int yes = 1;
+    setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   http_->set_default_headers({
       {"Content-Security-Policy", kContentSecurityPolicy},
       {"X-Content-Type-Options", "nosniff"},
@@ -176,7 +200,15 @@ WebServer::WebServer(const HttpAddress& address, WebSite& site)
       [this](const httplib::Request& request, httplib::Response& response) {
         if (!response.body.empty())
           return httplib::Server::HandlerResponse::Unhandled;
-        std::string message = reason_phrase(response.status);
+        // httplib reads a method it does not know as a malformed request;
+        // it is a method this server does not allow.
+        if (response.status == 400 && is_unknown_method(request.method)) {
+          response.status = 405;
+          response.set_header("Allow", "GET, HEAD");
+        }
+        std::string message = response.status == 405
+                                  ? kReadOnlyMessage
+                                  : reason_phrase(response.status);
         WebReply reply =
             error_reply(request.path.empty() ? "/api/" : request.path,
                         response.status, message);
@@ -217,7 +249,7 @@ std::string WebServer::url() const { return http_url(address_.host, port_); }
 WebReply WebServer::error_reply(const std::string& path, int status,
                                 const std::string& message) {
   try {
-    return site_.error_reply(path, status, message);
+    return handler_.error_reply(path, status, message);
   } catch (...) {
     WebReply reply;
     reply.status = status;
@@ -258,14 +290,16 @@ WebReply WebServer::answer(const httplib::Request& request) {
   std::string problem = split_path(path, &web.segments);
   if (problem.empty()) problem = parse_query(query, &web.query);
   if (!problem.empty()) throw HttpError(400, problem);
-  return site_.answer(web);
+  return handler_.answer(web);
 }
 
 void WebServer::serve(const httplib::Request& request,
                       httplib::Response& response) {
   const std::string& target = request.target;
   std::string path = target.substr(0, target.find('?'));
-  if (path.size() > WebLimits::kTarget) path = "/";
+  // An oversized path is not echoed back; only whether it was the API's.
+  if (path.size() > WebLimits::kTarget)
+    path = is_api_path(path) ? "/api/" : "/";
   WebReply reply;
   try {
     reply = answer(request);

@@ -1,9 +1,10 @@
 // irserver's HTTP front end: a cpp-httplib server with its own worker
-// threads that answers GET and HEAD requests through a WebSite.
+// threads that answers GET and HEAD requests through a WebHandler (the
+// web view's WebSite).
 //
 // Every request passes one function (WebServer::serve) that enforces the
 // limits on the request line, the query and the headers, refuses other
-// methods, turns the WebSite's refusals into 4xx replies (a JSON body
+// methods, turns the handler's refusals into 4xx replies (a JSON body
 // under /api/, a page elsewhere) and anything unexpected into a plain
 // 500 reply without details (the details go to the log), and adds the
 // security headers and an ETag to every reply (If-None-Match gives 304).
@@ -23,8 +24,6 @@ struct Request;
 struct Response;
 }  // namespace httplib
 
-class WebSite;
-
 // The limits of what a request may send; larger requests get 414 (the
 // target) or 431 (the headers) with a JSON body.
 struct WebLimits {
@@ -36,9 +35,9 @@ struct WebLimits {
 
 class WebServer {
  public:
-  // Serves `site` (which must outlive the server) at `address`.  Binds
-  // nothing yet.
-  WebServer(const HttpAddress& address, WebSite& site);
+  // Serves `handler` (which must outlive the server) at `address`.
+  // Binds nothing yet.
+  WebServer(const HttpAddress& address, WebHandler& handler);
   // Stops serving and joins the threads.
   ~WebServer();
   WebServer(const WebServer&) = delete;
@@ -57,17 +56,15 @@ class WebServer {
   int port() const { return port_; }
   std::string url() const;
 
-  // The answer to one request, headers included (exposed for the tests
-  // of the limits and the error replies).
-  void serve(const httplib::Request& request, httplib::Response& response);
-
  private:
+  // The answer to one request, headers included.
+  void serve(const httplib::Request& request, httplib::Response& response);
   WebReply answer(const httplib::Request& request);
   WebReply error_reply(const std::string& path, int status,
                        const std::string& message);
 
   HttpAddress address_;
-  WebSite& site_;
+  WebHandler& handler_;
   std::unique_ptr<httplib::Server> http_;
   std::thread listener_;
   int port_ = 0;

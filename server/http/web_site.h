@@ -23,20 +23,20 @@
 #include "http/web_data.h"
 #include "http/web_request.h"
 
-class WebSite {
+class WebSite : public WebHandler {
  public:
   // `repository` is irserver's root object; its ORB must be running.
   WebSite(CORBA::ORB_ptr orb, CORBA::Object_ptr repository);
 
   // The reply to a request; throws HttpError for refusals, CORBA and
   // other exceptions for internal errors.  Thread-safe.
-  WebReply answer(const WebRequest& request);
+  WebReply answer(const WebRequest& request) override;
 
   // The reply that reports a refusal with `status`: a JSON body
   // {"error", "status", "message"} for paths under /api/, a page
   // elsewhere.
   WebReply error_reply(const std::string& path, int status,
-                       const std::string& message);
+                       const std::string& message) override;
 
  private:
   WebReply api(const WebRequest& request);
