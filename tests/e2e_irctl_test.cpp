@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "e2e_corpus.h"
 #include "e2e_fixture.h"
 #include "e2e_server.h"
 #include "irext.hh"
@@ -20,9 +21,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-const char kCosDir[] = "/usr/share/idl/omniORB/COS";
-const char kOmniIdlDir[] = "/usr/share/idl/omniORB";
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -755,46 +753,6 @@ module Values {
 
 // --- the COS corpus
 // ------------------------------------------------------------------
-
-// Every IDL file of the COS directory that omniidl accepts by itself;
-// the others in `refused`.
-std::vector<std::string> accepted_cos_files(std::vector<std::string>* refused) {
-  std::vector<std::string> files;
-  for (const auto& entry : fs::directory_iterator(kCosDir))
-    if (entry.path().extension() == ".idl") files.push_back(entry.path());
-  std::sort(files.begin(), files.end());
-  std::vector<std::string> accepted;
-  for (const std::string& f : files) {
-    ProcessResult r = run_process({"omniidl", std::string("-I") + kCosDir,
-                                   std::string("-I") + kOmniIdlDir, f});
-    (r.status() == 0 ? accepted : *refused).push_back(f);
-  }
-  return accepted;
-}
-
-// Feeds the corpus with the files it includes; returns the file list.
-std::vector<std::string> feed_corpus(const IrServerProcess& server) {
-  std::vector<std::string> refused;
-  std::vector<std::string> files = accepted_cos_files(&refused);
-  std::cout << "COS files: " << files.size() << " accepted, " << refused.size()
-            << " refused by omniidl:";
-  for (const std::string& f : refused)
-    std::cout << " " << fs::path(f).filename().string();
-  std::cout << std::endl;
-  std::vector<std::string> argv{irctl_path(),
-                                "--ir",
-                                server.corbaloc(),
-                                "feed",
-                                "--quiet",
-                                "--include-deps",
-                                std::string("-I") + kCosDir,
-                                std::string("-I") + kOmniIdlDir};
-  argv.insert(argv.end(), files.begin(), files.end());
-  ProcessResult r = run_process(argv);
-  EXPECT_EQ(r.status(), 0) << r.describe();
-  EXPECT_TRUE(contains(r.out, " 0 failed")) << r.out;
-  return files;
-}
 
 // "::A::B" as {"A", "B"}.
 std::vector<std::string> scoped_parts(const std::string& scoped) {

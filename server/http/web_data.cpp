@@ -9,6 +9,7 @@
 #include "client/type_text.h"
 #include "http/url_codec.h"
 #include "http/web_request.h"
+#include "ir/servant_locator.h"
 
 namespace {
 
@@ -101,6 +102,7 @@ std::vector<std::string> WebData::parse_kinds(
 }
 
 json WebData::overview() {
+  IrUpcallGuard lock(ir_upcall_mutex());
   IRExt::ExtKindCountSeq_var counts = session_.ext()->ext_count_kinds();
   json count_list = json::array();
   unsigned long long total = 0;
@@ -128,6 +130,7 @@ CORBA::Contained_ptr WebData::find_by_path(
     const std::vector<std::string>& path) {
   std::string scoped;
   for (const std::string& p : path) scoped += "::" + p;
+  IrUpcallGuard lock(ir_upcall_mutex());
   CORBA::Contained_var c = session_.repo()->lookup(scoped.c_str());
   if (CORBA::is_nil(c))
     throw HttpError(404, "no definition is named " + scoped);
@@ -135,6 +138,7 @@ CORBA::Contained_ptr WebData::find_by_path(
 }
 
 CORBA::Contained_ptr WebData::find_by_id(const std::string& id) {
+  IrUpcallGuard lock(ir_upcall_mutex());
   CORBA::Contained_var c = session_.repo()->lookup_id(id.c_str());
   if (CORBA::is_nil(c))
     throw HttpError(404, "no definition has the repository id " + id);
@@ -155,6 +159,7 @@ json WebData::summary(CORBA::Contained_ptr c) {
 
 json WebData::contents(const std::string& container_id, unsigned long offset,
                        unsigned long limit) {
+  IrUpcallGuard lock(ir_upcall_mutex());
   IRExt::ExtPage_var page = session_.ext()->ext_list(
       container_id.c_str(), static_cast<CORBA::ULong>(offset),
       static_cast<CORBA::ULong>(limit));
@@ -165,6 +170,7 @@ json WebData::search(const SearchQuery& q) {
   std::string kinds;
   for (const std::string& k : q.kinds) kinds += (kinds.empty() ? "" : ",") + k;
   std::string glob = q.substring ? substring_glob(q.pattern) : q.pattern;
+  IrUpcallGuard lock(ir_upcall_mutex());
   IRExt::ExtPage_var page = session_.ext()->ext_search(
       glob.c_str(), "", q.ids, q.ignore_case, kinds.c_str(),
       static_cast<CORBA::ULong>(q.offset), static_cast<CORBA::ULong>(q.limit));
@@ -201,6 +207,7 @@ json WebData::definition(CORBA::Contained_ptr c) {
 
 std::string WebData::idl(CORBA::Contained_ptr c, bool with_deps) {
   (void)with_deps;
+  IrUpcallGuard lock(ir_upcall_mutex());
   RepositoryTree tree(session_, c);
   AnyCodec codec(session_.orb());
   return print_idl(tree, codec);
