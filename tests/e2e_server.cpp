@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -301,9 +302,12 @@ std::string IrServerProcess::start() {
   if (problem.empty()) {
     // The web view's URL sits between the two; a test's own --http
     // chooses it.
+    bool read_only = std::find(extra_args.begin(), extra_args.end(),
+                               "--read-only") != extra_args.end();
     std::string start = "irserver: ready " + corbaloc();
-    std::string end =
-        " (database " + fs::path(db_path).lexically_normal().string() + ")";
+    std::string end = " (database " +
+                      fs::path(db_path).lexically_normal().string() +
+                      (read_only ? ", read-only)" : ")");
     std::string web = http ? " " + http_base() + "/" : "";
     std::string expected = start + web + end;
     if (ready_line_ == expected) return std::string();

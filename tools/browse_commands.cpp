@@ -2,13 +2,15 @@
 #include <iomanip>
 #include <sstream>
 
-#include "command_line.h"
-#include "commands.h"
 #include "client/corba_text.h"
+#include "client/definition_json.h"
 #include "client/description_fields.h"
 #include "client/idl_printer.h"
 #include "client/repository_tree.h"
 #include "client/type_text.h"
+#include "command_line.h"
+#include "commands.h"
+#include "describe_text.h"
 
 namespace {
 
@@ -37,43 +39,6 @@ void print_definitions(CommandContext& ctx, const CORBA::ContainedSeq& seq) {
     ctx.out << std::left << std::setw(18) << kind_name(d->kind) << abs.in()
             << "  " << f.id << std::endl;
   }
-}
-
-TypeNamer simple_names() {
-  return [](CORBA::TypeCode_ptr tc) { return std::string(tc->name()); };
-}
-
-std::string operation_text(const CORBA::OperationDescription& op) {
-  TypeNamer names = simple_names();
-  std::string text = op.mode == CORBA::OP_ONEWAY ? "oneway " : "";
-  text += type_idl(op.result.in(), names) + " " + op.name.in() + "(";
-  static const char* const kModes[] = {"in ", "out ", "inout "};
-  for (CORBA::ULong i = 0; i < op.parameters.length(); ++i)
-    text += std::string(i ? ", " : "") + kModes[op.parameters[i].mode] +
-            declarator_idl(op.parameters[i].type.in(),
-                           op.parameters[i].name.in(), names);
-  text += ")";
-  for (CORBA::ULong i = 0; i < op.exceptions.length(); ++i)
-    text += std::string(i ? ", " : " raises (") + op.exceptions[i].id.in() +
-            (i + 1 == op.exceptions.length() ? ")" : "");
-  for (CORBA::ULong i = 0; i < op.contexts.length(); ++i)
-    text += std::string(i ? ", \"" : " context (\"") + op.contexts[i].in() +
-            "\"" + (i + 1 == op.contexts.length() ? ")" : "");
-  return text;
-}
-
-std::string attribute_text(const CORBA::AttributeDescription& a) {
-  return std::string(a.mode == CORBA::ATTR_READONLY ? "readonly " : "") +
-         "attribute " +
-         declarator_idl(a.type.in(), a.name.in(), simple_names());
-}
-
-void print_ids(std::ostream& out, const char* label,
-               const CORBA::RepositoryIdSeq& ids) {
-  out << label << ":";
-  if (ids.length() == 0) out << " (none)";
-  for (CORBA::ULong i = 0; i < ids.length(); ++i) out << " " << ids[i].in();
-  out << std::endl;
 }
 
 void list_container(CommandContext& ctx, CORBA::Container_ptr c,
@@ -131,128 +96,34 @@ int ls_command(CommandContext& ctx, const Args& args) {
 }
 
 int describe_command(CommandContext& ctx, const Args& args) {
-  ParsedArgs parsed = parse_args(args, {});
-  CORBA::Contained_var c =
-      named_definition(ctx, one_name(parsed, "NAME or ID"));
-  if (CORBA::is_nil(c)) return 1;
-  CORBA::Contained::Description_var d = c->describe();
-  DescriptionFields f = description_fields(d->kind, d->value);
-  CORBA::String_var abs = c->absolute_name();
-  AnyCodec codec(ctx.session.orb());
-  std::ostream& out = ctx.out;
-  out << "kind: " << kind_name(d->kind) << "\n"
-      << "name: " << f.name << "\n"
-      << "scoped name: " << abs.in() << "\n"
-      << "id: " << f.id << "\n"
-      << "version: " << f.version << "\n"
-      << "defined in: "
-      << (f.defined_in.empty() ? "(the repository)" : f.defined_in) << "\n";
-  auto literal = [&](const CORBA::Any& a) {
-    return codec.literal(
-        a, [](CORBA::TypeCode_ptr, const char* e) { return std::string(e); });
-  };
-  switch (d->kind) {
-    case CORBA::dk_Interface:
-    case CORBA::dk_AbstractInterface: {
-      CORBA::InterfaceDef_var iface = CORBA::InterfaceDef::_unchecked_narrow(c);
-      CORBA::InterfaceDef::FullInterfaceDescription_var full =
-          iface->describe_interface();
-      out << "type: " << typecode_text(full->type.in(), codec) << "\n";
-      print_ids(out, "base interfaces", full->base_interfaces);
-      out << "operations:" << (full->operations.length() ? "" : " (none)")
-          << "\n";
-      for (CORBA::ULong i = 0; i < full->operations.length(); ++i)
-        out << "  " << operation_text(full->operations[i]) << "\n";
-      out << "attributes:" << (full->attributes.length() ? "" : " (none)")
-          << "\n";
-      for (CORBA::ULong i = 0; i < full->attributes.length(); ++i)
-        out << "  " << attribute_text(full->attributes[i]) << "\n";
-      break;
+  ParsedArgs parsed = parse_args(args, {{"-o", true}});
+  if (parsed.positional.empty()) throw UsageError("give a NAME or ID");
+  std::string format = parsed.has("-o") ? parsed.value("-o") : "text";
+  if (format != "text" && format != "json")
+    throw UsageError("-o takes text or json");
+  DefinitionReader reader(ctx.session.orb(), ctx.session.repo());
+  nlohmann::json docs = nlohmann::json::array();
+  int status = 0;
+  bool first = true;
+  for (const std::string& name : parsed.positional) {
+    CORBA::Contained_var c = named_definition(ctx, name);
+    if (CORBA::is_nil(c)) {
+      status = 1;
+      continue;
     }
-    case CORBA::dk_Value: {
-      CORBA::ValueDef_var value = CORBA::ValueDef::_unchecked_narrow(c);
-      CORBA::ValueDef::FullValueDescription_var full = value->describe_value();
-      out << "type: " << typecode_text(full->type.in(), codec) << "\n"
-          << "abstract: " << (full->is_abstract ? "yes" : "no") << "\n"
-          << "custom: " << (full->is_custom ? "yes" : "no") << "\n"
-          << "truncatable: " << (full->is_truncatable ? "yes" : "no") << "\n"
-          << "base value: "
-          << (full->base_value.in()[0] ? full->base_value.in() : "(none)")
-          << "\n";
-      print_ids(out, "abstract base values", full->abstract_base_values);
-      print_ids(out, "supported interfaces", full->supported_interfaces);
-      out << "members:" << (full->members.length() ? "" : " (none)") << "\n";
-      for (CORBA::ULong i = 0; i < full->members.length(); ++i)
-        out << "  "
-            << (full->members[i].access == CORBA::PUBLIC_MEMBER ? "public "
-                                                                : "private ")
-            << declarator_idl(full->members[i].type.in(),
-                              full->members[i].name.in(), simple_names())
-            << "\n";
-      out << "initializers:" << (full->initializers.length() ? "" : " (none)")
-          << "\n";
-      for (CORBA::ULong i = 0; i < full->initializers.length(); ++i) {
-        const CORBA::Initializer& init = full->initializers[i];
-        out << "  factory " << init.name.in() << "(";
-        for (CORBA::ULong j = 0; j < init.members.length(); ++j)
-          out << (j ? ", " : "") << "in "
-              << declarator_idl(init.members[j].type.in(),
-                                init.members[j].name.in(), simple_names());
-        out << ")\n";
-      }
-      out << "operations:" << (full->operations.length() ? "" : " (none)")
-          << "\n";
-      for (CORBA::ULong i = 0; i < full->operations.length(); ++i)
-        out << "  " << operation_text(full->operations[i]) << "\n";
-      out << "attributes:" << (full->attributes.length() ? "" : " (none)")
-          << "\n";
-      for (CORBA::ULong i = 0; i < full->attributes.length(); ++i)
-        out << "  " << attribute_text(full->attributes[i]) << "\n";
-      break;
+    DefinitionView view = reader.read(c);
+    if (format == "json") {
+      docs.push_back(definition_json(view));
+      continue;
     }
-    case CORBA::dk_Exception: {
-      const CORBA::ExceptionDescription* e = nullptr;
-      if (d->value >>= e)
-        out << "type: " << typecode_text(e->type.in(), codec) << "\n";
-      break;
-    }
-    case CORBA::dk_Constant: {
-      const CORBA::ConstantDescription* k = nullptr;
-      if (d->value >>= k)
-        out << "type: " << type_idl(k->type.in(), simple_names()) << "\n"
-            << "value: " << literal(k->value) << "\n";
-      break;
-    }
-    case CORBA::dk_Operation: {
-      const CORBA::OperationDescription* op = nullptr;
-      if (d->value >>= op) out << "operation: " << operation_text(*op) << "\n";
-      break;
-    }
-    case CORBA::dk_Attribute: {
-      const CORBA::AttributeDescription* a = nullptr;
-      if (d->value >>= a) out << "attribute: " << attribute_text(*a) << "\n";
-      break;
-    }
-    case CORBA::dk_ValueMember: {
-      const CORBA::ValueMember* m = nullptr;
-      if (d->value >>= m)
-        out << "member: "
-            << (m->access == CORBA::PUBLIC_MEMBER ? "public " : "private ")
-            << declarator_idl(m->type.in(), m->name.in(), simple_names())
-            << "\n";
-      break;
-    }
-    case CORBA::dk_Module:
-      break;
-    default: {
-      const CORBA::TypeDescription* t = nullptr;
-      if (d->value >>= t)
-        out << "type: " << typecode_text(t->type.in(), codec) << "\n";
-      break;
-    }
+    if (!first) ctx.out << "\n";
+    first = false;
+    ctx.out << describe_text(view);
   }
-  out << std::flush;
-  return 0;
+  if (format == "json")
+    ctx.out << nlohmann::json{{"definitions", docs}}.dump(2) << "\n";
+  ctx.out << std::flush;
+  return status;
 }
 
 int idl_command(CommandContext& ctx, const Args& args) {

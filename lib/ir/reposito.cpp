@@ -8,6 +8,8 @@
 #include "ir/irglob.h"
 #include "ir/primitdf.h"
 #include "ir/servant_locator.h"
+#include "ir/server_state.h"
+#include "ir/write_access.h"
 #include "platform/qor_log.h"
 #include "store/irdb.h"
 
@@ -240,12 +242,10 @@ void CORBA_Repository_Impl::forget_servants() {
 // --- server state (not built yet) -----------------------------------------
 
 IRExt::ExtServerInfo* CORBA_Repository_Impl::ext_server_info() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+  return ir_server_info(store_);
 }
 
-char* CORBA_Repository_Impl::ext_backup() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
+char* CORBA_Repository_Impl::ext_backup() { return ir_backup(store_); }
 
 // --- references and dispatch
 // -------------------------------------------------------
@@ -261,6 +261,7 @@ CORBA::Object_ptr CORBA_Repository_Impl::_ref() {
 }
 
 CORBA::Boolean CORBA_Repository_Impl::_dispatch(omniCallHandle& handle) {
+  ir_admit_request(handle.operation_name(), "Repository");
   IrUpcallGuard guard(ir_upcall_mutex());
   return POA_IRExt::Repository::_dispatch(handle);
 }

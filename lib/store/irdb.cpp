@@ -29,10 +29,14 @@
 // changed in any way.
 #include "store/irdb.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cassert>
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <string_view>
 #include <unordered_map>
@@ -428,6 +432,8 @@ struct IRDB::Impl {
   }
 
   void CheckFile();
+  // The format version written in the file's header (user_version).
+  long long ReadFormat();
   [[noreturn]] void Refuse(const std::string& why) const {
     throw Exception(kStoreFailure, "database " + path + " " + why);
   }
@@ -593,6 +599,11 @@ IRDB::Impl::Impl(const char* file, Options options)
   opening = false;
 }
 
+long long IRDB::Impl::ReadFormat() {
+  Query q(*this, "PRAGMA user_version");
+  return q.Next() ? q.Int(0) : 0;
+}
+
 // Reads the header and refuses anything that is not an intact database of
 // ours; creates the schema in an empty file.  Nothing is written to a
 // refused file.
@@ -603,7 +614,7 @@ void IRDB::Impl::CheckFile() {
     return q.Next() ? q.Int(0) : 0;
   };
   const long long app_id = read_int("PRAGMA application_id");  // first read
-  const long long user_version = read_int("PRAGMA user_version");
+  const long long user_version = ReadFormat();
   const long long schema_objects =
       read_int("SELECT count(*) FROM sqlite_schema");
 
@@ -1197,4 +1208,155 @@ void IRDB::IRRemove(const StoreHandle& h) {
   impl.Exec(sql::kDoomedDelete);
   impl.Exec(sql::kDoomedClear);
   atomic.Commit();
+}
+
+// --- maintenance -------------------------------------------------------------
+
+int IRDB::format_version() { return kFormatVersion; }
+
+long long IRDB::IRCountDefinitions() {
+  Impl::Query q(*impl_, "SELECT count(*) FROM record WHERE parent IS NOT NULL");
+  return q.Next() ? q.Int(0) : 0;
+}
+
+namespace {
+
+// Syncs the directory that holds `path`, so that a new name in it
+// survives a crash.
+void SyncDirectoryOf(const std::string& path) {
+  std::string::size_type slash = path.rfind('/');
+  std::string dir = slash == std::string::npos ? "." : path.substr(0, slash);
+  if (dir.empty()) dir = "/";
+  int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);
+  close(fd);
+}
+
+}  // namespace
+
+void IRDB::IRBackup(const std::string& path) {
+  Impl& impl = *impl_;
+  if (impl.user_transaction || impl.depth > 0) {
+    throw Exception(kBadState,
+                    "a user transaction is open; back up once it has ended");
+  }
+  struct stat st;
+  if (lstat(path.c_str(), &st) == 0) {
+    throw Exception(kDuplicateId, path + " exists already");
+  }
+  // The copy is written under a temporary name and linked to its own
+  // name once complete: nobody sees half a backup, and link() never
+  // replaces an existing file.
+  const std::string part = path + ".part";
+  unlink(part.c_str());
+  auto fail = [&](const std::string& why) {
+    unlink(part.c_str());
+    throw Exception(kStoreFailure,
+                    "cannot write the backup " + path + ": " + why);
+  };
+  sqlite3* raw = nullptr;
+  int rc = sqlite3_open_v2(part.c_str(), &raw,
+                           SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE |
+                               SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+                           nullptr);
+  ConnectionPtr dest(raw);
+  if (rc != SQLITE_OK) {
+    fail(raw ? sqlite3_errmsg(raw) : "out of memory");
+  }
+  sqlite3_backup* backup =
+      sqlite3_backup_init(dest.get(), "main", impl.db.get(), "main");
+  if (!backup) fail(sqlite3_errmsg(dest.get()));
+  ++impl.run;
+  rc = sqlite3_backup_step(backup, -1);
+  const int finish = sqlite3_backup_finish(backup);
+  if (rc != SQLITE_DONE) {
+    fail(sqlite3_errstr(rc));
+  }
+  if (finish != SQLITE_OK) fail(sqlite3_errmsg(dest.get()));
+  // The source's header says WAL; the copy is one self-contained file.
+  if (sqlite3_exec(dest.get(), "PRAGMA journal_mode = DELETE", nullptr, nullptr,
+                   nullptr) != SQLITE_OK) {
+    fail(sqlite3_errmsg(dest.get()));
+  }
+  if (sqlite3_close(dest.release()) != SQLITE_OK) fail("cannot close the copy");
+  if (link(part.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(part.c_str());
+    throw Exception(
+        error == EEXIST ? kDuplicateId : kStoreFailure,
+        "cannot write the backup " + path + ": " + std::strerror(error));
+  }
+  unlink(part.c_str());
+  SyncDirectoryOf(path);
+}
+
+IRDB::CheckReport IRDB::Check(const std::string& path) {
+  CheckReport report;
+  std::unique_ptr<IRDB> db;
+  try {
+    Options options;
+    options.read_only = true;
+    db = std::make_unique<IRDB>(path.c_str(), options);
+  } catch (const Exception& e) {
+    report.problem = e.text();
+    return report;
+  }
+  Impl& impl = *db->impl_;
+  try {
+    report.format = impl.ReadFormat();
+    std::string problems;
+    {
+      Impl::Query check(impl, "PRAGMA integrity_check");
+      while (check.Next()) {
+        std::string line = check.Text(0);
+        if (line == "ok") continue;
+        for (char& c : line) c = c == '\n' ? ' ' : c;
+        problems += (problems.empty() ? "" : "; ") + line;
+      }
+    }
+    if (!problems.empty()) {
+      report.problem = "database " + path + " is damaged: " + problems;
+      return report;
+    }
+    long long broken = 0;
+    {
+      Impl::Query fk(impl, "PRAGMA foreign_key_check");
+      while (fk.Next()) ++broken;
+    }
+    if (broken > 0) {
+      report.problem = "database " + path +
+                       " is damaged: " + std::to_string(broken) +
+                       " references to records that do not exist";
+      return report;
+    }
+    {
+      Impl::Query roots(impl,
+                        "SELECT count(*) FROM record WHERE parent IS NULL");
+      if (!roots.Next() || roots.Int(0) != 1) {
+        report.problem = "database " + path +
+                         " is damaged: it does not hold exactly one "
+                         "repository root";
+        return report;
+      }
+    }
+    {
+      Impl::Query kinds(
+          impl,
+          "SELECT kind, count(*) FROM record"
+          " WHERE parent IS NOT NULL GROUP BY kind ORDER BY kind");
+      while (kinds.Next()) {
+        report.kinds.emplace_back(static_cast<int>(kinds.Int(0)), kinds.Int(1));
+      }
+    }
+    {
+      Impl::Query links(impl, "SELECT count(*) FROM link");
+      if (links.Next()) report.links = links.Int(0);
+    }
+  } catch (const Exception& e) {
+    report.problem = e.text();
+    return report;
+  }
+  report.sound = true;
+  return report;
 }

@@ -259,6 +259,17 @@ class IRStore {
   // Removes the record, everything below it and every link from or to
   // any of them.
   virtual void IRRemove(const StoreHandle& h) = 0;
+
+  // --- maintenance --------------------------------------------------------
+  // The number of definitions: every record but the root's.  A cheap read
+  // that proves the store answers (health checks).
+  virtual long long IRCountDefinitions() = 0;
+  // Writes a consistent copy of the committed state of the database into
+  // the new file `path` (allowed on a read-only store).  The copy appears
+  // under its name only once complete.  kDuplicateId when `path` exists,
+  // kBadState while a user transaction or an update is open,
+  // kStoreFailure when the copy cannot be written.
+  virtual void IRBackup(const std::string& path) = 0;
 };
 
 #endif

@@ -1,0 +1,70 @@
+// Listings of many definitions at once: the contents of a container and
+// searches, as rows that carry names and ids but no object references.
+//
+// They come from the bulk extension operations (IRExt::Repository::
+// ext_list and ext_search, a few paged round trips whatever the size).
+// Against an irserver that lacks them the same rows are read through the
+// standard operations and ext_find_objects, a round trip or two per row.
+#ifndef IR_CLIENT_LISTING_H
+#define IR_CLIENT_LISTING_H
+
+#include <omniORB4/CORBA.h>
+
+#include <string>
+#include <vector>
+
+#include "irext.hh"
+
+struct DefinitionSummary {
+  CORBA::DefinitionKind kind = CORBA::dk_none;
+  std::string name;
+  std::string scoped_name;
+  std::string id;
+  std::string version;
+  std::string defined_in;  // the container's repository id, "" at the top
+  long contents = -1;      // the number of direct children; -1 not known
+};
+
+struct SearchQuery {
+  std::string pattern = "*";  // glob: '*', '?', '[...]'
+  std::string scope;          // a container's repository id; "" everywhere
+  bool match_ids = false;     // match repository ids instead of names
+  bool ignore_case = false;
+  std::string kinds;  // "Interface,Struct"; "" every kind
+};
+
+class RepositoryListing {
+ public:
+  // `repository` must outlive the listing.
+  explicit RepositoryListing(CORBA::Repository_ptr repository);
+
+  // The direct children of the container with repository id `container`
+  // ("" the repository itself), oldest first.  `container_name` is its
+  // scoped name ("::" for the repository).  Throws the CORBA exception of
+  // a failed call (INTF_REPOS when there is no such container).
+  std::vector<DefinitionSummary> children(const std::string& container,
+                                          const std::string& container_name);
+
+  // The definitions that match `query`, oldest first.
+  std::vector<DefinitionSummary> search(const SearchQuery& query);
+
+  // Rows per round trip of the bulk operations.
+  static constexpr CORBA::ULong kPageSize = 10000;
+
+ private:
+  std::vector<DefinitionSummary> children_one_by_one(
+      const std::string& container, const std::string& container_name);
+  std::vector<DefinitionSummary> search_one_by_one(const SearchQuery& query);
+
+  CORBA::Repository_ptr repository_;
+  IRExt::Repository_var ext_;
+  bool bulk_ = true;  // cleared when the server lacks ext_list/ext_search
+};
+
+// Reads one row of the bulk operations.
+DefinitionSummary summary_of(const IRExt::ExtSummary& row);
+
+// The summary of a definition through its reference (two round trips).
+DefinitionSummary summary_of(CORBA::Contained_ptr definition);
+
+#endif
