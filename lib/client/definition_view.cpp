@@ -264,7 +264,7 @@ DefinitionView DefinitionReader::read(CORBA::Contained_ptr definition) {
     default:
       break;
   }
-  if (is_container_kind(d->kind)) read_contents(v);
+  if (read_contents_ && is_container_kind(d->kind)) read_contents(v);
   return v;
 }
 

@@ -182,6 +182,11 @@ class DefinitionReader {
   // inherited operations, derived interfaces) are read as absent instead.
   DefinitionView read(CORBA::Contained_ptr definition);
 
+  // Whether read() lists the contents of containers (by default it
+  // does).  A client that pages through large containers itself turns it
+  // off; `contents` then stays empty.
+  void set_read_contents(bool on) { read_contents_ = on; }
+
   // The scoped name of a repository id ("" when nothing has it).
   DefinitionRef ref(const std::string& id);
   // The type `tc` as a declaration uses it.
@@ -215,6 +220,7 @@ class DefinitionReader {
   bool comments_ = true;
   bool ext_interface_ = true;
   bool ext_refs_ = true;
+  bool read_contents_ = true;
 };
 
 // True for a CORBA exception that says the server does not offer an

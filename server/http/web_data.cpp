@@ -3,8 +3,10 @@
 #include <algorithm>
 
 #include "client/corba_text.h"
-#include "client/description_fields.h"
+#include "client/definition_json.h"
+#include "client/definition_view.h"
 #include "client/idl_printer.h"
+#include "client/listing.h"
 #include "client/repository_tree.h"
 #include "client/type_text.h"
 #include "http/url_codec.h"
@@ -18,19 +20,15 @@ std::string repository_ior(CORBA::ORB_ptr orb, CORBA::Object_ptr repository) {
   return ior.in();
 }
 
-json summary_json(const IRExt::ExtSummary& s) {
-  return json{
-      {"kind", kind_name(s.kind)}, {"name", s.name.in()},
-      {"id", s.id.in()},           {"scoped_name", s.absolute_name.in()},
-      {"version", s.version.in()}, {"defined_in", s.defined_in.in()},
-      {"contents", s.contents}};
+json row_json(const IRExt::ExtSummary& row) {
+  return summary_json(summary_of(row));
 }
 
 json page_json(const IRExt::ExtPage& page, unsigned long offset,
                unsigned long limit) {
   json items = json::array();
   for (CORBA::ULong i = 0; i < page.items.length(); ++i)
-    items.push_back(summary_json(page.items[i]));
+    items.push_back(row_json(page.items[i]));
   return json{{"offset", offset},
               {"limit", limit},
               {"total", page.total},
@@ -76,7 +74,8 @@ std::string browse_url(const std::string& scoped_name,
 }
 
 WebData::WebData(CORBA::ORB_ptr orb, CORBA::Object_ptr repository)
-    : session_(orb, repository_ior(orb, repository)) {}
+    : orb_(CORBA::ORB::_duplicate(orb)),
+      session_(orb, repository_ior(orb, repository)) {}
 
 std::vector<std::string> WebData::parse_kinds(
     const std::vector<std::string>& values) {
@@ -118,7 +117,7 @@ json WebData::overview() {
   json top_modules = json::array();
   for (CORBA::ULong i = 0; i < modules->items.length(); ++i)
     if (modules->items[i].defined_in.in()[0] == '\0')
-      top_modules.push_back(summary_json(modules->items[i]));
+      top_modules.push_back(row_json(modules->items[i]));
   IRExt::ExtPage_var top = session_.ext()->ext_list("", 0, 1);
   return json{{"total", total},
               {"counts", std::move(count_list)},
@@ -145,18 +144,6 @@ CORBA::Contained_ptr WebData::find_by_id(const std::string& id) {
   return c._retn();
 }
 
-json WebData::summary(CORBA::Contained_ptr c) {
-  CORBA::Contained::Description_var d = c->describe();
-  DescriptionFields f = description_fields(d->kind, d->value);
-  CORBA::String_var abs = c->absolute_name();
-  return json{{"kind", kind_name(d->kind)},
-              {"name", f.name},
-              {"id", f.id},
-              {"scoped_name", abs.in()},
-              {"version", f.version},
-              {"defined_in", f.defined_in}};
-}
-
 json WebData::contents(const std::string& container_id, unsigned long offset,
                        unsigned long limit) {
   IrUpcallGuard lock(ir_upcall_mutex());
@@ -166,7 +153,7 @@ json WebData::contents(const std::string& container_id, unsigned long offset,
   return page_json(page.in(), offset, limit);
 }
 
-json WebData::search(const SearchQuery& q) {
+json WebData::search(const WebSearch& q) {
   std::string kinds;
   for (const std::string& k : q.kinds) kinds += (kinds.empty() ? "" : ",") + k;
   std::string glob = q.substring ? substring_glob(q.pattern) : q.pattern;
@@ -188,21 +175,34 @@ json WebData::references(CORBA::Contained_ptr c, const char* which) {
   CORBA::ContainedSeq_var refs = ext->ext_get_refs_object(which);
   json items = json::array();
   for (CORBA::ULong i = 0; i < refs->length(); ++i)
-    items.push_back(summary(refs[i]));
+    items.push_back(summary_json(summary_of(refs[i])));
   return json{{"items", std::move(items)}};
 }
 
 json WebData::definition(CORBA::Contained_ptr c) {
-  json result = summary(c);
-  std::string comment;
-  try {
-    IRExt::Contained_var ext = IRExt::Contained::_unchecked_narrow(c);
-    CORBA::String_var text = ext->ext_get_comment();
-    comment = text.in();
-  } catch (const CORBA::NO_IMPLEMENT&) {
+  // The reader resolves repository ids through the root.
+  IrUpcallGuard lock(ir_upcall_mutex());
+  DefinitionReader reader(orb_, session_.repo());
+  reader.set_read_contents(false);
+  DefinitionView view = reader.read(c);
+  json result = definition_json(view);
+  result.erase("contents");
+  if (is_container_kind(view.kind)) {
+    IRExt::ExtPage_var first = session_.ext()->ext_list(view.id.c_str(), 0, 1);
+    result["contents_total"] = first->total;
   }
-  result["comment"] = comment;
   return result;
+}
+
+std::vector<std::string> WebData::existing(
+    const std::vector<std::string>& scoped_names) {
+  std::vector<std::string> found;
+  IrUpcallGuard lock(ir_upcall_mutex());
+  for (const std::string& name : scoped_names) {
+    CORBA::Contained_var c = session_.repo()->lookup(name.c_str());
+    if (!CORBA::is_nil(c)) found.push_back(name);
+  }
+  return found;
 }
 
 std::string WebData::idl(CORBA::Contained_ptr c, bool with_deps) {

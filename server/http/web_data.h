@@ -30,7 +30,7 @@
 using json = nlohmann::json;
 
 // A search as the search page and /api/v1/search take it.
-struct SearchQuery {
+struct WebSearch {
   std::string pattern;     // "" only asks for the form
   bool substring = false;  // a plain text to find inside names, else a glob
   bool ids = false;        // match repository ids instead of names
@@ -58,26 +58,30 @@ class WebData {
   CORBA::Contained_ptr find_by_path(const std::vector<std::string>& path);
   CORBA::Contained_ptr find_by_id(const std::string& id);
 
-  // {"kind", "name", "id", "scoped_name", "version", "defined_in"}.
-  json summary(CORBA::Contained_ptr c);
-
   // One page of the direct contents of the container with repository id
-  // `container_id` ("" = the top level):
-  // {"offset", "limit", "total", "items": [summary + "contents"]}.
+  // `container_id` ("" = the top level): {"offset", "limit", "total",
+  // "items": [row]}, rows as summary_json (client/definition_json.h)
+  // gives them.
   json contents(const std::string& container_id, unsigned long offset,
                 unsigned long limit);
 
   // {"pattern", "match", "field", "ignore_case", "kinds", "offset",
   //  "limit", "total", "items"}
-  json search(const SearchQuery& query);
+  json search(const WebSearch& query);
 
   // The definitions that use (`which` "uses") or derive from ("derives")
-  // `c`: {"items": [summary]}.
+  // `c`: {"items": [row]}, oldest first.
   json references(CORBA::Contained_ptr c, const char* which);
 
-  // Everything about one definition: its summary, its documentation
-  // comment, the number of its contents.
+  // Everything about one definition: the description model's JSON
+  // (definition_json) without the list of contents, which may be very
+  // long; containers get "contents_total" instead and page through
+  // contents().
   json definition(CORBA::Contained_ptr c);
+
+  // Those of `scoped_names` that name a definition.
+  std::vector<std::string> existing(
+      const std::vector<std::string>& scoped_names);
 
   // The IDL of `c` (nil: the whole repository), and with `with_deps`
   // the definitions it needs before it.
@@ -89,6 +93,7 @@ class WebData {
       const std::vector<std::string>& values);
 
  private:
+  CORBA::ORB_var orb_;
   RepositorySession session_;
 };
 

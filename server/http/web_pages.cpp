@@ -3,114 +3,7 @@
 #include <algorithm>
 
 #include "http/html.h"
-#include "http/url_codec.h"
-#include "http/web_assets.h"
-
-namespace {
-
-// "CosNaming::NamingContext" for "::CosNaming::NamingContext".
-std::string display_name(const std::string& scoped_name) {
-  return scoped_name.compare(0, 2, "::") == 0 ? scoped_name.substr(2)
-                                              : scoped_name;
-}
-
-void definition_link(HtmlOut& out, const json& summary, bool full_name = true) {
-  std::string scoped = summary.value("scoped_name", "");
-  out.link(browse_url(scoped),
-           full_name ? display_name(scoped) : summary.value("name", ""));
-}
-
-void kind_badge(HtmlOut& out, const std::string& kind) {
-  out.element("span", kind, {{"class", "kind"}});
-}
-
-// A query string from (name, value) pairs: "?a=1&b=x%20y", or "".
-std::string query_string(
-    const std::vector<std::pair<std::string, std::string>>& params) {
-  std::string q;
-  for (const auto& p : params)
-    q += (q.empty() ? "?" : "&") + percent_encode(p.first) + "=" +
-         percent_encode(p.second);
-  return q;
-}
-
-// "Showing 101–200 of 1234" with links to the previous and next page of
-// `path` with `params` (offset and limit added).
-void pager(HtmlOut& out, const std::string& path,
-           std::vector<std::pair<std::string, std::string>> params,
-           const json& page) {
-  unsigned long offset = page.value("offset", 0ul);
-  unsigned long limit = page.value("limit", kDefaultPageSize);
-  unsigned long total = page.value("total", 0ul);
-  unsigned long shown = page.contains("items") ? page["items"].size() : 0;
-  if (total <= shown && offset == 0) return;
-  auto url = [&](unsigned long at) {
-    auto p = params;
-    p.emplace_back("offset", std::to_string(at));
-    if (limit != kDefaultPageSize)
-      p.emplace_back("limit", std::to_string(limit));
-    return path + query_string(p);
-  };
-  out.open("nav", {{"class", "pager"}, {"aria-label", "Pages"}});
-  if (offset > 0)
-    out.link(url(offset > limit ? offset - limit : 0), "‹ previous", "prev");
-  else
-    out.element("span", "‹ previous", {{"class", "disabled"}});
-  std::string range = shown == 0 ? "nothing here"
-                                 : std::to_string(offset + 1) + "–" +
-                                       std::to_string(offset + shown);
-  out.element("span", range + " of " + std::to_string(total));
-  if (limit > 0 && offset + shown < total)
-    out.link(url(offset + limit), "next ›", "next");
-  else
-    out.element("span", "next ›", {{"class", "disabled"}});
-  out.close("nav");
-}
-
-// A table of definitions (summaries); with `contents` a column of the
-// number of definitions inside each.
-void summary_table(HtmlOut& out, const json& items, bool contents) {
-  if (items.empty()) {
-    out.element("p", "None.", {{"class", "empty"}});
-    return;
-  }
-  out.open("table", {{"class", "list"}});
-  out.raw("<thead><tr><th>Kind</th><th>Name</th><th>Repository id</th>");
-  if (contents) out.raw("<th class=\"num\">Contents</th>");
-  out.raw("</tr></thead><tbody>");
-  for (const json& item : items) {
-    out.open("tr").open("td");
-    kind_badge(out, item.value("kind", ""));
-    out.close("td").open("td");
-    definition_link(out, item);
-    out.close("td").open("td").element("code", item.value("id", ""),
-                                       {{"class", "repo-id"}});
-    out.close("td");
-    if (contents) {
-      unsigned long n = item.value("contents", 0ul);
-      out.element("td", n ? std::to_string(n) : "", {{"class", "num"}});
-    }
-    out.close("tr");
-  }
-  out.raw("</tbody></table>");
-}
-
-// The breadcrumbs of a scoped name: every enclosing name a link, the
-// last one (the page itself) plain.
-std::vector<std::pair<std::string, std::string>> name_crumbs(
-    const std::string& scoped_name) {
-  std::vector<std::pair<std::string, std::string>> crumbs;
-  std::vector<std::string> parts = scoped_name_parts(scoped_name);
-  std::string so_far;
-  for (std::size_t i = 0; i < parts.size(); ++i) {
-    so_far += "::" + parts[i];
-    crumbs.emplace_back(parts[i],
-                        i + 1 == parts.size() ? "" : browse_url(so_far));
-  }
-  return crumbs;
-}
-
-}  // namespace
+#include "http/page_parts.h"
 
 const std::vector<std::string>& searchable_kinds() {
   static const std::vector<std::string> kinds = {
@@ -120,23 +13,6 @@ const std::vector<std::string>& searchable_kinds() {
       "Exception", "Constant",  "Native",
       "Value",     "ValueBox",  "ValueMember"};
   return kinds;
-}
-
-std::string render_page(const PageFrame& frame) {
-  HtmlOut crumbs;
-  crumbs.link("/", "Repository");
-  for (const auto& c : frame.crumbs) {
-    if (c.second.empty())
-      crumbs.element("span", c.first, {{"aria-current", "page"}});
-    else
-      crumbs.link(c.second, c.first);
-  }
-  return fill_template(web_asset_text("templates/layout.html"),
-                       {{"title", frame.title},
-                        {"crumbs", crumbs.str()},
-                        {"query", frame.query},
-                        {"content", frame.content},
-                        {"footer_links", frame.footer_links}});
 }
 
 std::string overview_page(const json& overview) {
@@ -183,7 +59,7 @@ std::string overview_page(const json& overview) {
     for (const json& m : modules) {
       out.open("li");
       definition_link(out, m);
-      unsigned long n = m.value("contents", 0ul);
+      unsigned long n = count_of(m, "contents");
       out.element("span", " (" + std::to_string(n) + ")", {{"class", "note"}});
       out.close("li");
     }
@@ -213,7 +89,7 @@ std::string top_level_page(const json& contents) {
   return render_page(frame);
 }
 
-std::string search_page(const SearchQuery& q, const json* results) {
+std::string search_page(const WebSearch& q, const json* results) {
   HtmlOut out;
   out.element("h1", "Search");
   out.open("form", {{"class", "search-form"},
@@ -289,75 +165,6 @@ std::string search_page(const SearchQuery& q, const json* results) {
   frame.title = q.pattern.empty() ? "Search" : "Search: " + q.pattern;
   frame.crumbs.emplace_back("Search", "");
   frame.query = q.pattern;
-  frame.content = out.str();
-  return render_page(frame);
-}
-
-std::string definition_page(const json& page) {
-  const json& def = page["definition"];
-  std::string scoped = def.value("scoped_name", "");
-  std::string kind = def.value("kind", "");
-  HtmlOut out;
-  out.open("h1");
-  kind_badge(out, kind);
-  out.text(def.value("name", "")).close("h1");
-
-  out.open("dl", {{"class", "facts"}});
-  out.element("dt", "Scoped name").open("dd");
-  out.element("code", scoped).close("dd");
-  out.element("dt", "Repository id").open("dd");
-  out.element("code", def.value("id", ""), {{"class", "repo-id copyable"}});
-  out.close("dd");
-  out.element("dt", "Version").element("dd", def.value("version", ""));
-  out.element("dt", "Defined in").open("dd");
-  std::vector<std::string> parts = scoped_name_parts(scoped);
-  if (parts.size() <= 1) {
-    out.link("/browse/", "the repository (top level)");
-  } else {
-    std::string container;
-    for (std::size_t i = 0; i + 1 < parts.size(); ++i)
-      container += "::" + parts[i];
-    out.link(browse_url(container), display_name(container));
-  }
-  out.close("dd").close("dl");
-
-  std::string comment = def.value("comment", "");
-  if (!comment.empty())
-    out.element("div", comment, {{"class", "comment"}, {"id", "comment"}});
-
-  if (page.contains("idl")) {
-    out.element("h2", "IDL");
-    out.element("pre", page["idl"].get<std::string>(), {{"class", "idl"}});
-  }
-  out.open("p", {{"class", "downloads"}});
-  out.link(browse_url(scoped, "/idl/"), "IDL file");
-  out.link(browse_url(scoped, "/idl/") + "?deps=1", "IDL with dependencies");
-  out.link(browse_url(scoped, "/api/v1/definitions/"), "JSON");
-  out.close("p");
-
-  if (page.contains("contents")) {
-    const json& contents = page["contents"];
-    out.element(
-        "h2", "Contents (" + std::to_string(contents.value("total", 0ul)) + ")",
-        {{"id", "contents"}});
-    pager(out, browse_url(scoped), {}, contents);
-    summary_table(out, contents["items"], true);
-    pager(out, browse_url(scoped), {}, contents);
-  }
-  auto ref_list = [&](const char* key, const char* title, const char* id) {
-    if (!page.contains(key) || page[key]["items"].empty()) return;
-    const json& items = page[key]["items"];
-    out.element("h2",
-                std::string(title) + " (" + std::to_string(items.size()) + ")",
-                {{"id", id}});
-    summary_table(out, items, false);
-  };
-  ref_list("derived_by", "Derived by", "derived-by");
-  ref_list("used_by", "Used by", "used-by");
-
-  PageFrame frame;
-  frame.title = display_name(scoped);
-  frame.crumbs = name_crumbs(scoped);
   frame.content = out.str();
   return render_page(frame);
 }

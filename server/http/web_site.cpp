@@ -1,6 +1,10 @@
 #include "http/web_site.h"
 
+#include <set>
+
 #include "client/repository_tree.h"
+#include "http/definition_page.h"
+#include "http/idl_links.h"
 #include "http/url_codec.h"
 #include "http/web_assets.h"
 #include "http/web_pages.h"
@@ -137,7 +141,14 @@ WebReply WebSite::browse(const WebRequest& request) {
     page["contents"] = data_.contents(def["id"], offset, limit);
   // A module's IDL is everything inside it, which may be very large: its
   // contents are listed instead and its IDL is a download.
-  if (kind != CORBA::dk_Module) page["idl"] = data_.idl(c, false);
+  if (kind != CORBA::dk_Module) {
+    std::string idl = data_.idl(c, false);
+    std::set<std::string> names;
+    for (const IdlName& n : idl_names(idl)) names.insert(n.scoped_name);
+    page["idl_links"] =
+        data_.existing(std::vector<std::string>(names.begin(), names.end()));
+    page["idl"] = std::move(idl);
+  }
   page["used_by"] = data_.references(c, "uses");
   page["derived_by"] = data_.references(c, "derives");
   return html_reply(definition_page(page));
@@ -151,8 +162,8 @@ WebReply WebSite::by_id(const WebRequest& request) {
   return redirect(browse_url(abs.in()));
 }
 
-SearchQuery WebSite::search_query(QueryReader& reader) {
-  SearchQuery q;
+WebSearch WebSite::search_query(QueryReader& reader) {
+  WebSearch q;
   q.pattern = reader.text("q");
   std::string match = reader.text("match");
   if (match == "substring" || match == "text")
@@ -175,7 +186,7 @@ SearchQuery WebSite::search_query(QueryReader& reader) {
 
 WebReply WebSite::search(const WebRequest& request) {
   QueryReader reader(request);
-  SearchQuery q = search_query(reader);
+  WebSearch q = search_query(reader);
   reader.finish();
   if (q.pattern.empty()) return html_reply(search_page(q, nullptr));
   json results = data_.search(q);
@@ -235,7 +246,7 @@ WebReply WebSite::api(const WebRequest& request) {
     return json_reply(data_.overview());
   }
   if (what == "search" && s.size() == 3) {
-    SearchQuery q = search_query(reader);
+    WebSearch q = search_query(reader);
     reader.finish();
     if (q.pattern.empty()) throw HttpError(400, "parameter 'q' is missing");
     return json_reply(data_.search(q));
@@ -266,9 +277,11 @@ WebReply WebSite::api(const WebRequest& request) {
     bool deps = reader.flag("deps");
     reader.finish();
     CORBA::Contained_var c = named(request, 3);
-    return json_reply({{"scoped_name", "::" + rest_of(request, 3)},
-                       {"with_dependencies", deps},
-                       {"idl", data_.idl(c, deps)}});
+    return json_reply(
+        {{"scoped_name",
+          CORBA::is_nil(c) ? std::string() : "::" + rest_of(request, 3)},
+         {"with_dependencies", deps},
+         {"idl", data_.idl(c, deps)}});
   }
   if (what == "definitions" || what == "used-by" || what == "derived-by") {
     reader.finish();

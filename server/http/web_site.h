@@ -50,7 +50,7 @@ class WebSite : public WebHandler {
   // The definition named by the segments from `first` on; nil for none
   // (the top level).  HttpError 404 for an unknown name.
   CORBA::Contained_ptr named(const WebRequest& request, std::size_t first);
-  SearchQuery search_query(QueryReader& reader);
+  WebSearch search_query(QueryReader& reader);
 
   WebData data_;
 };
