@@ -14,6 +14,7 @@
 
 #include "e2e_corpus.h"
 #include "e2e_fixture.h"
+#include "e2e_hostile.h"
 #include "http_client.h"
 #include "png_check.h"
 #include "webdriver.h"
@@ -252,6 +253,37 @@ TEST_F(BrowserE2E, CosCorpusIsBrowsableSearchableAndFreeOfConsoleErrors) {
   expect_real_screenshot(browser, "overview.png");
   browser.go(url("/browse/CosNaming/NamingContext"));
   expect_real_screenshot(browser, "naming_context.png");
+}
+
+// Definitions whose names, ids and texts hold scripts: no page runs
+// them (an alert would fail the next command; the policy would log a
+// refused inline script) and every page shows them as text.
+TEST_F(BrowserE2E, HostileDefinitionsRunNothing) {
+  Guarded([&] {
+    CORBA::Repository_var repo = repository_at(server_.corbaloc());
+    hostile::create(repo);
+  });
+  ASSERT_FALSE(HasFailure());
+  Browser browser;
+  ASSERT_EQ(browser.problem(), "");
+  browser.log();
+  for (const std::string& page : hostile::pages()) {
+    SCOPED_TRACE(page);
+    browser.go(url(page));
+    EXPECT_EQ(console_errors(browser), std::vector<std::string>());
+    // No element came from the data: no image, no svg, no script but
+    // the site's own.
+    json counts = browser.run(
+        "return [document.images.length, document.querySelectorAll('svg,"
+        " i').length, document.scripts.length];");
+    EXPECT_EQ(counts, json::array({0, 0, 1}));
+  }
+  browser.go(url("/browse/" + hostile::encode(hostile::kModuleName)));
+  std::string body = browser.text(browser.find("main")[0]);
+  EXPECT_NE(body.find(hostile::kModuleId), std::string::npos) << body;
+  EXPECT_NE(body.find(hostile::kVersion), std::string::npos) << body;
+  EXPECT_EQ(browser.title(),
+            std::string(hostile::kModuleName) + " · Interface Repository");
 }
 
 }  // namespace

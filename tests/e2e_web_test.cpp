@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "e2e_fixture.h"
+#include "e2e_hostile.h"
 #include "e2e_server.h"
 #include "http_client.h"
 #include "json_schema.h"
@@ -436,57 +437,14 @@ TEST_F(WebE2E, RefusalsAreJsonUnderTheApiAndPagesElsewhere) {
 // markup in them, they show as text in every page and as the same
 // strings in JSON.
 TEST_F(WebE2E, HostileDefinitionsShowAsText) {
-  const std::string script = "<script>alert(1)</script>";
-  const std::string id = "IDL:x/" + script + ":1.0";
-  const std::string name = "M<img src=x onerror=alert(2)>";
-  const std::string version = "\"><script>alert(3)</script>";
-  static const char kInterfaceId[] = "IDL:x/I'\"&amp;<i>:1.0";
-  static const char kOperation[] = "</code><script>alert(4)</script>";
-  static const char kConstant[] = "C<svg onload=alert(5)>";
-  static const char kConstantValue[] = "<script>alert(6)</script>";
+  using namespace hostile;
   Guarded([&] {
     CORBA::Repository_var repo = repository_at(server_.corbaloc());
-    CORBA::ModuleDef_var m =
-        repo->create_module(id.c_str(), name.c_str(), version.c_str());
-    // Types carry their names in TypeCodes, whose factory wants IDL
-    // identifiers; ids, operations, constants and modules take anything.
-    CORBA::InterfaceDefSeq no_bases;
-    CORBA::InterfaceDef_var i =
-        m->create_interface(kInterfaceId, "I", "1.0", no_bases);
-    CORBA::PrimitiveDef_var void_type = repo->get_primitive(CORBA::pk_void);
-    CORBA::ParDescriptionSeq no_params;
-    CORBA::ExceptionDefSeq no_exceptions;
-    CORBA::ContextIdSeq no_contexts;
-    CORBA::OperationDef_var op = i->create_operation(
-        "IDL:x/I/op:1.0", kOperation, "1.0", void_type, CORBA::OP_NORMAL,
-        no_params, no_exceptions, no_contexts);
-    CORBA::PrimitiveDef_var string_type = repo->get_primitive(CORBA::pk_string);
-    CORBA::Any value;
-    value <<= kConstantValue;
-    CORBA::ConstantDef_var c =
-        m->create_constant("IDL:x/C:1.0", kConstant, "1.0", string_type, value);
+    create(repo);
   });
   ASSERT_FALSE(HasFailure());
-
-  std::string encoded_name;
-  for (unsigned char c : name) {
-    static const char kHex[] = "0123456789ABCDEF";
-    if (std::isalnum(c))
-      encoded_name += static_cast<char>(c);
-    else
-      encoded_name += std::string("%") + kHex[c >> 4] + kHex[c & 15];
-  }
-  std::vector<std::string> targets = {
-      "/",
-      "/browse/",
-      "/browse/" + encoded_name,
-      "/browse/" + encoded_name + "/I",
-      "/browse/" + encoded_name +
-          "/I/%3C%2Fcode%3E%3Cscript%3Ealert(4)%3C%2Fscript%3E",
-      "/browse/" + encoded_name + "/C%3Csvg%20onload%3Dalert(5)%3E",
-      "/search?q=*",
-      "/search?q=" + encoded_name,
-  };
+  std::string encoded_name = encode(kModuleName);
+  std::vector<std::string> targets = pages();
   for (const std::string& target : targets) {
     HttpReply r = get(target);
     EXPECT_EQ(r.status, 200) << target << ": " << r.body;
@@ -506,20 +464,20 @@ TEST_F(WebE2E, HostileDefinitionsShowAsText) {
                        "IDL:x/&lt;script&gt;alert(1)&lt;/script&gt;:1.0"));
   EXPECT_TRUE(contains(module_page.body,
                        "&quot;&gt;&lt;script&gt;alert(3)&lt;/script&gt;"));
-  HttpReply id_page = get("/id/IDL:x/%3Cscript%3Ealert(1)%3C/script%3E:1.0");
+  HttpReply id_page = get("/id/" + encode(kModuleId));
   EXPECT_EQ(id_page.status, 302);
   EXPECT_EQ(id_page.header("Location"), "/browse/" + encoded_name);
 
   // JSON carries the strings exactly.
   json def = get_json("/api/v1/definitions/" + encoded_name);
-  EXPECT_EQ(def["id"], id);
-  EXPECT_EQ(def["name"], name);
-  EXPECT_EQ(def["version"], version);
+  EXPECT_EQ(def["id"], kModuleId);
+  EXPECT_EQ(def["name"], kModuleName);
+  EXPECT_EQ(def["version"], kVersion);
   json i = get_json("/api/v1/definitions/" + encoded_name + "/I");
   EXPECT_EQ(i["id"], kInterfaceId);
   EXPECT_EQ(i["operations"][0]["name"], kOperation);
-  json c = get_json("/api/v1/definitions/" + encoded_name +
-                    "/C%3Csvg%20onload%3Dalert(5)%3E");
+  json c =
+      get_json("/api/v1/definitions/" + encoded_name + "/" + encode(kConstant));
   EXPECT_EQ(c["value"], "\"<script>alert(6)</script>\"");
 }
 
