@@ -5,10 +5,13 @@
 #include <gtest/gtest.h>
 #include <omniORB4/CORBA.h>
 
+#include <atomic>
 #include <map>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "e2e_fixture.h"
@@ -541,6 +544,54 @@ TEST_F(WebE2E, ReadOnlyServersServeHttpOffMeansOffAndATakenPortIsRefused) {
   server_.http = false;
   ASSERT_EQ(server_.restart(), "");
   EXPECT_EQ(get("/").status, 0);
+}
+
+// Many HTTP readers at once, beside an IIOP writer: every page answers,
+// and the server, whose repository they all share, stops cleanly.
+TEST_F(WebE2E, ConcurrentReadersAndAWriterAreSerialized) {
+  feed(kWebIdl);
+  std::atomic<bool> stop{false};
+  std::atomic<int> pages{0};
+  std::vector<std::string> failures;
+  std::mutex failures_mutex;
+  const char* const targets[] = {"/",
+                                 "/browse/Web/Shapes",
+                                 "/search?q=*o*",
+                                 "/api/v1/contents/Web",
+                                 "/browse/Busy",
+                                 "/api/v1/used-by/Web/Point"};
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 6; ++t) {
+    readers.emplace_back([&, t] {
+      for (int i = t; !stop; ++i) {
+        std::string target = targets[i % 6];
+        HttpReply r = http_get(server_.http_port(), target);
+        ++pages;
+        bool busy_missing = r.status == 404 && target == "/browse/Busy";
+        if (r.status != 200 && !busy_missing) {
+          std::lock_guard<std::mutex> lock(failures_mutex);
+          failures.push_back(target + ": " + std::to_string(r.status) + " " +
+                             r.error);
+        }
+      }
+    });
+  }
+  Guarded([&] {
+    CORBA::Repository_var repo = repository_at(server_.corbaloc());
+    CORBA::ModuleDef_var busy =
+        repo->create_module("IDL:Busy:1.0", "Busy", "1.0");
+    for (int i = 0; i < 300; ++i) {
+      std::string n = "M" + std::to_string(i);
+      CORBA::ModuleDef_var m = busy->create_module(
+          ("IDL:Busy/" + n + ":1.0").c_str(), n.c_str(), "1.0");
+    }
+  });
+  stop = true;
+  for (std::thread& t : readers) t.join();
+  EXPECT_EQ(failures, std::vector<std::string>());
+  EXPECT_GT(pages, 10);
+  EXPECT_EQ(get_json("/api/v1/contents/Busy")["total"], 300);
+  server_.stop();
 }
 
 }  // namespace

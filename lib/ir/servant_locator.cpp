@@ -1,5 +1,6 @@
 #include "ir/servant_locator.h"
 
+#include <omniORB4/callDescriptor.h>
 #include <omniORB4/callHandle.h>
 
 #include <map>
@@ -119,6 +120,22 @@ class RootAlias : public virtual PortableServer::ServantBase {
   }
 };
 
+// omniORB hands a colocated call straight to the servant: the root's
+// _dispatch, which takes the upcall lock for remote callers, is not on
+// that path (the locator's preinvoke is, for definitions).  Every upcall,
+// local or remote, passes this call interceptor, which takes the lock for
+// calls on the root, so that threads of the process's own (the web
+// view's) are serialized with every other caller, one call at a time.
+// `active_root` is set before any such thread starts.
+void lock_root_calls(omniCallDescriptor* call, omniServant* servant) {
+  if (active_root && servant == static_cast<omniServant*>(active_root)) {
+    IrUpcallGuard guard(ir_upcall_mutex());
+    call->interceptedCall(servant);
+    return;
+  }
+  call->interceptedCall(servant);
+}
+
 }  // namespace
 
 std::recursive_mutex& ir_upcall_mutex() {
@@ -129,6 +146,7 @@ std::recursive_mutex& ir_upcall_mutex() {
 void ir_poa_init(CORBA::ORB_ptr orb) {
   if (!CORBA::is_nil(the_poa)) return;
   the_orb = CORBA::ORB::_duplicate(orb);
+  omniCallDescriptor::addInterceptor(lock_root_calls);
   CORBA::Object_var obj = orb->resolve_initial_references("RootPOA");
   PortableServer::POA_var root = PortableServer::POA::_narrow(obj);
   PortableServer::POAManager_var manager = root->the_POAManager();

@@ -13,8 +13,9 @@
 //
 // Threading: every upcall runs under one repository-wide recursive lock,
 // taken by the locator's preinvoke (released by postinvoke) and by the
-// root's own dispatch.  Colocated calls between servants come back on the
-// same thread and take it again.
+// root's own dispatch, or for a colocated call on the root by a call
+// interceptor.  Colocated calls between servants come back
+// on the same thread and take it again.
 #ifndef IR_IR_SERVANT_LOCATOR_H
 #define IR_IR_SERVANT_LOCATOR_H
 

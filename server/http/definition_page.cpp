@@ -405,9 +405,8 @@ std::string definition_page(const json& page) {
 
   // Structs, unions, exceptions and most interfaces hold no nested
   // definitions: an empty list is shown for modules only.
-  if (page.contains("contents") &&
-      (count_of(page["contents"], "total") > 0 ||
-       text_of(def, "kind") == "Module")) {
+  if (page.contains("contents") && (count_of(page["contents"], "total") > 0 ||
+                                    text_of(def, "kind") == "Module")) {
     const json& contents = page["contents"];
     out.element(
         "h2", "Contents (" + std::to_string(count_of(contents, "total")) + ")",

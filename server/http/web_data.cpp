@@ -11,7 +11,6 @@
 #include "client/type_text.h"
 #include "http/url_codec.h"
 #include "http/web_request.h"
-#include "ir/servant_locator.h"
 
 namespace {
 
@@ -35,8 +34,12 @@ json page_json(const IRExt::ExtPage& page, unsigned long offset,
               {"items", std::move(items)}};
 }
 
+// The overview looks for modules among this many top-level rows.
+constexpr CORBA::ULong kOverviewTopLevelRows = 1000;
+
 // A glob that matches `text` anywhere: the glob characters of the text
 // become one-character sets.
+
 std::string substring_glob(const std::string& text) {
   std::string glob = "*";
   for (char c : text) {
@@ -101,7 +104,6 @@ std::vector<std::string> WebData::parse_kinds(
 }
 
 json WebData::overview() {
-  IrUpcallGuard lock(ir_upcall_mutex());
   IRExt::ExtKindCountSeq_var counts = session_.ext()->ext_count_kinds();
   json count_list = json::array();
   unsigned long long total = 0;
@@ -110,15 +112,14 @@ json WebData::overview() {
         {{"kind", kind_name(counts[i].kind)}, {"count", counts[i].count}});
     total += counts[i].count;
   }
-  // Modules anywhere, of which the top-level ones are kept: there are
-  // few modules even in a large repository.
-  IRExt::ExtPage_var modules =
-      session_.ext()->ext_search("*", "", false, false, "Module", 0, 0);
+  // The modules among the first rows of the top level: a repository
+  // whose top level holds more than that is browsed through /browse/.
+  IRExt::ExtPage_var top =
+      session_.ext()->ext_list("", 0, kOverviewTopLevelRows);
   json top_modules = json::array();
-  for (CORBA::ULong i = 0; i < modules->items.length(); ++i)
-    if (modules->items[i].defined_in.in()[0] == '\0')
-      top_modules.push_back(row_json(modules->items[i]));
-  IRExt::ExtPage_var top = session_.ext()->ext_list("", 0, 1);
+  for (CORBA::ULong i = 0; i < top->items.length(); ++i)
+    if (top->items[i].kind == CORBA::dk_Module)
+      top_modules.push_back(row_json(top->items[i]));
   return json{{"total", total},
               {"counts", std::move(count_list)},
               {"modules", std::move(top_modules)},
@@ -129,7 +130,6 @@ CORBA::Contained_ptr WebData::find_by_path(
     const std::vector<std::string>& path) {
   std::string scoped;
   for (const std::string& p : path) scoped += "::" + p;
-  IrUpcallGuard lock(ir_upcall_mutex());
   CORBA::Contained_var c = session_.repo()->lookup(scoped.c_str());
   if (CORBA::is_nil(c))
     throw HttpError(404, "no definition is named " + scoped);
@@ -137,7 +137,6 @@ CORBA::Contained_ptr WebData::find_by_path(
 }
 
 CORBA::Contained_ptr WebData::find_by_id(const std::string& id) {
-  IrUpcallGuard lock(ir_upcall_mutex());
   CORBA::Contained_var c = session_.repo()->lookup_id(id.c_str());
   if (CORBA::is_nil(c))
     throw HttpError(404, "no definition has the repository id " + id);
@@ -146,7 +145,6 @@ CORBA::Contained_ptr WebData::find_by_id(const std::string& id) {
 
 json WebData::contents(const std::string& container_id, unsigned long offset,
                        unsigned long limit) {
-  IrUpcallGuard lock(ir_upcall_mutex());
   IRExt::ExtPage_var page = session_.ext()->ext_list(
       container_id.c_str(), static_cast<CORBA::ULong>(offset),
       static_cast<CORBA::ULong>(limit));
@@ -157,7 +155,6 @@ json WebData::search(const WebSearch& q) {
   std::string kinds;
   for (const std::string& k : q.kinds) kinds += (kinds.empty() ? "" : ",") + k;
   std::string glob = q.substring ? substring_glob(q.pattern) : q.pattern;
-  IrUpcallGuard lock(ir_upcall_mutex());
   IRExt::ExtPage_var page = session_.ext()->ext_search(
       glob.c_str(), "", q.ids, q.ignore_case, kinds.c_str(),
       static_cast<CORBA::ULong>(q.offset), static_cast<CORBA::ULong>(q.limit));
@@ -180,8 +177,6 @@ json WebData::references(CORBA::Contained_ptr c, const char* which) {
 }
 
 json WebData::definition(CORBA::Contained_ptr c) {
-  // The reader resolves repository ids through the root.
-  IrUpcallGuard lock(ir_upcall_mutex());
   DefinitionReader reader(orb_, session_.repo());
   reader.set_read_contents(false);
   DefinitionView view = reader.read(c);
@@ -197,7 +192,6 @@ json WebData::definition(CORBA::Contained_ptr c) {
 std::vector<std::string> WebData::existing(
     const std::vector<std::string>& scoped_names) {
   std::vector<std::string> found;
-  IrUpcallGuard lock(ir_upcall_mutex());
   for (const std::string& name : scoped_names) {
     CORBA::Contained_var c = session_.repo()->lookup(name.c_str());
     if (!CORBA::is_nil(c)) found.push_back(name);
@@ -207,7 +201,6 @@ std::vector<std::string> WebData::existing(
 
 std::string WebData::idl(CORBA::Contained_ptr c, bool with_deps) {
   (void)with_deps;
-  IrUpcallGuard lock(ir_upcall_mutex());
   RepositoryTree tree(session_, c);
   AnyCodec codec(session_.orb());
   return print_idl(tree, codec);

@@ -10,12 +10,9 @@
 // CORBA exceptions (internal errors); unknown names and bad parameters
 // as HttpError.
 //
-// Locking: a remote client's call on the root takes the repository's
-// upcall lock in the root's dispatch, and calls on definitions take it in
-// the servant locator.  omniORB hands a colocated call on the root
-// straight to the servant, past its dispatch, so every member here that
-// calls the root (directly or through lib/client) holds that lock for the
-// length of those calls, as a remote call would.
+// Each call takes the repository's upcall lock for its own length, as a
+// remote client's does (lib/ir/servant_locator.h): a page is read in many
+// short calls, between which IIOP clients are served.
 #ifndef IR_SERVER_HTTP_WEB_DATA_H
 #define IR_SERVER_HTTP_WEB_DATA_H
 
