@@ -176,13 +176,13 @@ json WebData::references(CORBA::Contained_ptr c, const char* which) {
   return json{{"items", std::move(items)}};
 }
 
-json WebData::definition(CORBA::Contained_ptr c) {
+json WebData::definition(CORBA::Contained_ptr c, bool count) {
   DefinitionReader reader(orb_, session_.repo());
   reader.set_read_contents(false);
   DefinitionView view = reader.read(c);
   json result = definition_json(view);
   result.erase("contents");
-  if (is_container_kind(view.kind)) {
+  if (count && is_container_kind(view.kind)) {
     IRExt::ExtPage_var first = session_.ext()->ext_list(view.id.c_str(), 0, 1);
     result["contents_total"] = first->total;
   }

@@ -72,9 +72,10 @@ class WebData {
 
   // Everything about one definition: the description model's JSON
   // (definition_json) without the list of contents, which may be very
-  // long; containers get "contents_total" instead and page through
-  // contents().
-  json definition(CORBA::Contained_ptr c);
+  // long; containers get "contents_total" instead (unless `count` is
+  // false: a caller that reads a page of the contents anyway takes the
+  // total from there) and page through contents().
+  json definition(CORBA::Contained_ptr c, bool count = true);
 
   // Those of `scoped_names` that name a definition.
   std::vector<std::string> existing(

@@ -2,7 +2,10 @@
 
 #include <httplib.h>
 #include <omniORB4/CORBA.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -16,6 +19,12 @@
 #include "platform/qor_log.h"
 
 namespace {
+
+// Enough threads that a browser's handful of connections and a few
+// scripts are served at once (each holds its connection while it is kept
+// alive); reading the repository they take turns (WebSite).
+constexpr std::size_t kWorkerThreads = 8;
+constexpr int kWorkerNice = 10;
 
 // Worker threads for the HTTP connections.  Each one is known to
 // omniORB for its whole life, so that the colocated calls it makes into
@@ -50,6 +59,10 @@ class WorkerPool : public httplib::TaskQueue {
  private:
   void run() {
     omni_thread::ensure_self self;
+    // IIOP clients come first: the web view's threads yield the processor
+    // to the ORB's upcall threads (Linux keeps a nice value per thread).
+    setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)),
+                kWorkerNice);
     while (true) {
       std::function<void()> job;
       {
@@ -69,11 +82,6 @@ class WorkerPool : public httplib::TaskQueue {
   bool stopping_ = false;                   // guarded by mutex_
   std::vector<std::thread> threads_;
 };
-
-// Enough threads that a browser's handful of connections and a few
-// scripts are served at once; few enough that HTTP readers cannot crowd
-// out the IIOP clients of the same repository.
-constexpr std::size_t kWorkerThreads = 8;
 
 const char kContentSecurityPolicy[] =
     "default-src 'none'; script-src 'self'; style-src 'self'; "

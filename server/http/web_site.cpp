@@ -98,6 +98,8 @@ WebReply WebSite::error_reply(const std::string& path, int status,
 
 WebReply WebSite::answer(const WebRequest& request) {
   const std::vector<std::string>& s = request.segments;
+  if (!s.empty() && s[0] == "static") return asset(request);
+  std::lock_guard<std::mutex> one_reader(reading_);
   if (s.empty()) return overview(request);
   const std::string& first = s[0];
   if (first == "api") return api(request);
@@ -105,7 +107,6 @@ WebReply WebSite::answer(const WebRequest& request) {
   if (first == "id") return by_id(request);
   if (first == "search" && s.size() == 1) return search(request);
   if (first == "idl") return idl_file(request);
-  if (first == "static") return asset(request);
   if (first == "favicon.ico" && s.size() == 1)
     return redirect("/static/favicon.svg");
   throw HttpError(404, "there is no page " + request.path);
@@ -134,11 +135,13 @@ WebReply WebSite::browse(const WebRequest& request) {
   if (CORBA::is_nil(c))
     return html_reply(top_level_page(data_.contents("", offset, limit)));
   json page;
-  page["definition"] = data_.definition(c);
-  const json& def = page["definition"];
+  page["definition"] = data_.definition(c, false);
+  json& def = page["definition"];
   CORBA::DefinitionKind kind = c->def_kind();
-  if (is_container_kind(kind))
+  if (is_container_kind(kind)) {
     page["contents"] = data_.contents(def["id"], offset, limit);
+    def["contents_total"] = page["contents"]["total"];
+  }
   // A module's IDL is everything inside it, which may be very large: its
   // contents are listed instead and its IDL is a download.
   if (kind != CORBA::dk_Module) {

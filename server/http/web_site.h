@@ -18,6 +18,7 @@
 
 #include <omniORB4/CORBA.h>
 
+#include <mutex>
 #include <string>
 
 #include "http/web_data.h"
@@ -53,6 +54,11 @@ class WebSite : public WebHandler {
   WebSearch search_query(QueryReader& reader);
 
   WebData data_;
+  // Requests that read the repository take turns: the web view is its
+  // second face, and a page is many calls, each of which an IIOP client
+  // may have to wait for.  With one reader at a time an IIOP call waits
+  // for at most one of them.
+  std::mutex reading_;
 };
 
 #endif
