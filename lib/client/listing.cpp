@@ -116,6 +116,49 @@ std::vector<DefinitionSummary> RepositoryListing::children_one_by_one(
   return out;
 }
 
+std::vector<DefinitionSummary> RepositoryListing::subtree(
+    const std::string& container, const std::string& container_name) {
+  std::vector<DefinitionSummary> out;
+  if (bulk_) {
+    SearchQuery q;
+    q.scope = container;
+    out = search(q);
+    if (bulk_) return out;
+    out.clear();
+  }
+  // One container at a time, depth first.
+  std::vector<std::pair<std::string, std::string>> pending{
+      {container, container_name}};
+  while (!pending.empty()) {
+    auto next = pending.back();
+    pending.pop_back();
+    std::vector<DefinitionSummary> rows =
+        children_one_by_one(next.first, next.second);
+    for (auto it = rows.rbegin(); it != rows.rend(); ++it)
+      if (is_container_kind(it->kind))
+        pending.emplace_back(it->id, it->scoped_name);
+    out.insert(out.end(), rows.begin(), rows.end());
+  }
+  return out;
+}
+
+long RepositoryListing::count_below(CORBA::Contained_ptr container,
+                                    const std::string& id) {
+  if (bulk_) {
+    try {
+      IRExt::ExtPage_var page =
+          ext_->ext_search("*", id.c_str(), false, false, "", 0, 1);
+      return static_cast<long>(page->total);
+    } catch (const CORBA::SystemException& e) {
+      if (!is_not_offered(e)) throw;
+      bulk_ = false;
+    }
+  }
+  IRExt::Contained_var ext = IRExt::Contained::_unchecked_narrow(container);
+  CORBA::ContainedSeq_var all = ext->ext_get_objects_2b_deleted();
+  return all->length() > 0 ? static_cast<long>(all->length()) - 1 : 0;
+}
+
 std::vector<DefinitionSummary> RepositoryListing::search(const SearchQuery& q) {
   if (bulk_) {
     std::vector<DefinitionSummary> out;

@@ -45,6 +45,16 @@ class RepositoryListing {
   std::vector<DefinitionSummary> children(const std::string& container,
                                           const std::string& container_name);
 
+  // Everything below the container `container` ("" the repository; the
+  // container itself not included), each container's children in the
+  // order they were created.
+  std::vector<DefinitionSummary> subtree(const std::string& container,
+                                         const std::string& container_name);
+
+  // The number of definitions below the container `container` (itself
+  // not counted).
+  long count_below(CORBA::Contained_ptr container, const std::string& id);
+
   // The definitions that match `query`, oldest first.
   std::vector<DefinitionSummary> search(const SearchQuery& query);
 

@@ -4,22 +4,6 @@
 
 #include "client/description_fields.h"
 
-bool is_container_kind(CORBA::DefinitionKind kind) {
-  switch (kind) {
-    case CORBA::dk_Repository:
-    case CORBA::dk_Module:
-    case CORBA::dk_Interface:
-    case CORBA::dk_AbstractInterface:
-    case CORBA::dk_Value:
-    case CORBA::dk_Struct:
-    case CORBA::dk_Union:
-    case CORBA::dk_Exception:
-      return true;
-    default:
-      return false;
-  }
-}
-
 std::string TreeNode::scoped_name() const {
   std::string s;
   for (const std::string& p : path) s += "::" + p;

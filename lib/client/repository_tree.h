@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "client/corba_text.h"
 #include "client/repository_session.h"
 
 struct TreeNode {
@@ -32,9 +33,6 @@ struct TreeNode {
   std::string scoped_name() const;
   bool is_container() const;
 };
-
-// True for kinds that have contents.
-bool is_container_kind(CORBA::DefinitionKind kind);
 
 class RepositoryTree {
  public:
