@@ -225,6 +225,7 @@ class FeedScheduler : public IdlParseListener {
   }
 
   void print_file(const FileResult& r) {
+    if (ctx_.json) return;
     const FeedCounts& c = r.report.counts;
     if (check_) {
       for (const FeedDifference& d : r.report.differences)

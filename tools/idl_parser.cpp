@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "child_process.h"
 #include "feed_plan.h"
+#include "util/process.h"
 
 std::string omniidl_program() {
   const char* env = std::getenv("IRCTL_OMNIIDL");

@@ -159,24 +159,30 @@ long RepositoryListing::count_below(CORBA::Contained_ptr container,
   return all->length() > 0 ? static_cast<long>(all->length()) - 1 : 0;
 }
 
-std::vector<DefinitionSummary> RepositoryListing::search(const SearchQuery& q) {
-  if (bulk_) {
-    std::vector<DefinitionSummary> out;
-    try {
-      CORBA::ULong offset = 0;
-      while (true) {
-        IRExt::ExtPage_var page =
-            ext_->ext_search(q.pattern.c_str(), q.scope.c_str(), q.match_ids,
-                             q.ignore_case, q.kinds.c_str(), offset, kPageSize);
-        if (!take_page(page.in(), offset, &out)) break;
-        offset += page->items.length();
-      }
-      return out;
-    } catch (const CORBA::SystemException& e) {
-      if (!is_not_offered(e)) throw;
-      bulk_ = false;
+bool RepositoryListing::bulk_search(const SearchQuery& q,
+                                    std::vector<DefinitionSummary>* out) {
+  if (!bulk_) return false;
+  try {
+    CORBA::ULong offset = 0;
+    while (true) {
+      IRExt::ExtPage_var page =
+          ext_->ext_search(q.pattern.c_str(), q.scope.c_str(), q.match_ids,
+                           q.ignore_case, q.kinds.c_str(), offset, kPageSize);
+      if (!take_page(page.in(), offset, out)) break;
+      offset += page->items.length();
     }
+    return true;
+  } catch (const CORBA::SystemException& e) {
+    if (!is_not_offered(e)) throw;
+    bulk_ = false;
+    out->clear();
+    return false;
   }
+}
+
+std::vector<DefinitionSummary> RepositoryListing::search(const SearchQuery& q) {
+  std::vector<DefinitionSummary> out;
+  if (bulk_search(q, &out)) return out;
   return search_one_by_one(q);
 }
 

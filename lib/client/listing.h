@@ -58,6 +58,11 @@ class RepositoryListing {
   // The definitions that match `query`, oldest first.
   std::vector<DefinitionSummary> search(const SearchQuery& query);
 
+  // search() through the bulk operation only: false (and `out` empty)
+  // when the server lacks it.
+  bool bulk_search(const SearchQuery& query,
+                   std::vector<DefinitionSummary>* out);
+
   // Rows per round trip of the bulk operations.
   static constexpr CORBA::ULong kPageSize = 10000;
 
