@@ -8,14 +8,18 @@
 // messages are written to the log's real destination and logging goes
 // there directly.
 //
-// SIGINT and SIGTERM are blocked in every thread (the mask is set before
-// ORB_init, so the ORB's threads inherit it); one thread waits for them
-// with sigwait and shuts the ORB down, after which main destroys the
-// repository (closing the database) and the ORB.
+// SIGINT, SIGTERM and SIGHUP are blocked in every thread (the mask is
+// set before ORB_init, so the ORB's threads inherit it); one thread waits
+// for them with sigwait: SIGHUP reopens the log file, the others close
+// the repository (every committed change is on disk) and end the
+// process.  Started by systemd as a Type=notify service, irserver reports
+// READY=1 once it serves requests (after the ready line) and STOPPING=1
+// when it stops.
 #include <omniORB4/CORBA.h>
 #include <omniORB4/IIOP.h>
 #include <omniORB4/cdrStream.h>
 #include <signal.h>
+#include <systemd/sd-daemon.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -31,12 +35,19 @@
 #include <thread>
 #include <vector>
 
+#include "database_check.h"
 #include "ir/irglob.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
+#include "ir/server_state.h"
+#include "ir/write_access.h"
+#include "platform/address_list.h"
 #include "platform/kald_error.h"
 #include "platform/principal.h"
 #include "platform/qor_log.h"
+#include "platform/request_log.h"
+#include "platform/version.h"
+#include "server_log.h"
 #include "server_options.h"
 #include "store/irdb.h"
 
@@ -59,26 +70,20 @@ void capture_log_message(const char* message) {
 
 void begin_log_capture() { omniORB::setLogFunction(capture_log_message); }
 
-// Restores omniORB's own log destination and appends the messages
-// captured so far to it (the -ORBtraceFile file or standard error), so
-// that nothing is lost from the log.  A server that failed to start
-// replays them only into a log file: its standard error carries the one
-// line of the reason.
-void end_log_capture(bool started) {
-  omniORB::setLogFunction(nullptr);
+// Sends the log to its real destination (the --log file or standard
+// error) and appends the messages captured so far to it, so that nothing
+// is lost from the log.  A server that failed to start replays them only
+// into a log file: its standard error carries the one line of the
+// reason.
+void end_log_capture(bool started, bool to_file) {
+  server_log_install();
   std::vector<std::string> messages;
   {
     std::lock_guard<std::mutex> lock(capture_mutex);
     messages.swap(captured);
   }
-  if (messages.empty()) return;
-  const char* file = omniORB::getLogFilename();
-  bool to_file = file && *file;
   if (!to_file && !started) return;
-  FILE* out = to_file ? std::fopen(file, "a") : stderr;
-  if (!out) return;
-  for (const std::string& m : messages) std::fputs(m.c_str(), out);
-  if (out != stderr) std::fclose(out);
+  for (const std::string& m : messages) server_log_write(m.c_str());
 }
 
 // "omniORB: (0) 2026-01-02 10:11:12.345678: Failed to bind ..." gives
@@ -280,6 +285,24 @@ void tear_down(CORBA::ORB_ptr orb) {
   }
 }
 
+// `path` made absolute and normal; unchanged when that fails.
+std::string absolute_path(const std::string& path) {
+  std::error_code ec;
+  std::filesystem::path absolute = std::filesystem::absolute(path, ec);
+  return ec ? path : absolute.lexically_normal().string();
+}
+
+// The facts of this server that the repository reports (ext_server_info)
+// and uses (ext_backup).
+IrServerFacts server_facts(const ServerOptions& options) {
+  IrServerFacts facts;
+  facts.version = ir_version_text();
+  facts.database = options.db_path;
+  facts.read_only = options.read_only;
+  facts.backup_dir = options.backup_dir;
+  return facts;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -293,12 +316,25 @@ int main(int argc, char** argv) {
     std::cout << server_usage() << std::flush;
     return 0;
   }
-  {
-    std::error_code ec;
-    std::filesystem::path absolute =
-        std::filesystem::absolute(options.db_path, ec);
-    if (!ec) options.db_path = absolute.lexically_normal().string();
+  if (options.version) {
+    std::cout << "irserver " << ir_version_text() << std::endl;
+    return 0;
   }
+  if (!options.check_file.empty())
+    return run_database_check(options.check_file, std::cout, std::cerr);
+  options.db_path = absolute_path(options.db_path);
+  options.backup_dir = absolute_path(
+      options.backup_dir.empty()
+          ? (std::filesystem::path(options.db_path).parent_path() / "backups")
+                .string()
+          : options.backup_dir);
+  AddressList writers;
+  error = AddressList::parse(options.writers, &writers);
+  if (!error.empty()) {
+    std::cerr << "irserver: --writers: " << error << std::endl;
+    return 2;
+  }
+  ir_set_writers(writers);
 
   // A client that goes away must not kill the server through a write.
   signal(SIGPIPE, SIG_IGN);
@@ -306,7 +342,15 @@ int main(int argc, char** argv) {
   sigemptyset(&stop_signals);
   sigaddset(&stop_signals, SIGINT);
   sigaddset(&stop_signals, SIGTERM);
+  sigaddset(&stop_signals, SIGHUP);
   pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
+
+  error = server_log_open(options.log_file);
+  if (!error.empty()) {
+    std::cerr << "irserver: cannot start: " << error << std::endl;
+    return 1;
+  }
+  const bool log_to_file = !options.log_file.empty();
 
   std::vector<std::string> orb_args = orb_init_args(argv[0], options);
   std::vector<char*> orb_argv;
@@ -321,6 +365,8 @@ int main(int argc, char** argv) {
   try {
     orb = CORBA::ORB_init(orb_argc, orb_argv.data());
     KALDInstallPrincipalTracking();
+    if (options.log_requests) KALDInstallRequestLog();
+    ir_set_server_facts(server_facts(options));
     QORIRTrace = options.trace_ir;
     QORMutexTrace = options.trace_mutex;
 
@@ -346,38 +392,49 @@ int main(int argc, char** argv) {
     ready_line = "irserver: ready " +
                  (base.empty() ? std::string(static_cast<const char*>(ior))
                                : base + "/InterfaceRepository") +
-                 " (database " + options.db_path + ")";
+                 " (database " + options.db_path +
+                 (options.read_only ? ", read-only)" : ")");
   } catch (const StartupError& e) {
-    end_log_capture(false);
+    end_log_capture(false, log_to_file);
     std::cerr << "irserver: cannot start: " << e.reason << std::endl;
     tear_down(orb);
     return 1;
   } catch (const IRStore::Exception& e) {
     std::string reason = step + ": " + e.text();
-    end_log_capture(false);
+    end_log_capture(false, log_to_file);
     std::cerr << "irserver: cannot start: " << reason << std::endl;
     tear_down(orb);
     return 1;
   } catch (const CORBA::Exception& e) {
     std::string reason = reason_for(step, e);
-    end_log_capture(false);
+    end_log_capture(false, log_to_file);
     std::cerr << "irserver: cannot start: " << reason << std::endl;
     tear_down(orb);
     return 1;
   } catch (const std::exception& e) {
-    end_log_capture(false);
+    end_log_capture(false, log_to_file);
     std::cerr << "irserver: cannot start: " << step << ": " << e.what()
               << std::endl;
     tear_down(orb);
     return 1;
   }
-  end_log_capture(true);
+  end_log_capture(true, log_to_file);
 
   std::atomic<int> stop_signal{0};
   std::thread signal_waiter([&] {
     int sig = 0;
-    if (sigwait(&stop_signals, &sig) != 0) sig = SIGTERM;
+    while (true) {
+      if (sigwait(&stop_signals, &sig) != 0) sig = SIGTERM;
+      if (sig != SIGHUP) break;
+      std::string problem = server_log_reopen();
+      omniORB::logger log("irserver: ");
+      if (problem.empty())
+        log << "log reopened on SIGHUP\n";
+      else
+        log << problem.c_str() << "\n";
+    }
     stop_signal = sig;
+    sd_notify(0, "STOPPING=1");
     // Wait for the request in progress, then close the repository (every
     // committed change is on disk) and leave without the ORB's orderly
     // shutdown: that one sends CloseConnection, which omniORB clients
@@ -402,6 +459,8 @@ int main(int argc, char** argv) {
   });
 
   std::cout << ready_line << std::endl;
+  // Requests are served from here on (the POA managers are active).
+  sd_notify(0, ("READY=1\nSTATUS=" + ready_line).c_str());
 
   int status = 0;
   try {

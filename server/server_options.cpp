@@ -1,33 +1,57 @@
 #include "server_options.h"
 
+#include <cctype>
+#include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "platform/address_list.h"
 
 namespace {
 
-// Splits "--name=value" into name and value; returns false when there
-// is no '='.
-bool split_inline_value(const std::string& arg, std::string* name,
-                        std::string* value) {
-  std::string::size_type eq = arg.find('=');
-  if (eq == std::string::npos) return false;
-  *name = arg.substr(0, eq);
-  *value = arg.substr(eq + 1);
-  return true;
+std::string trim(const std::string& s) {
+  std::string::size_type b = s.find_first_not_of(" \t\r");
+  if (b == std::string::npos) return std::string();
+  std::string::size_type e = s.find_last_not_of(" \t\r");
+  return s.substr(b, e - b + 1);
 }
 
-std::string parse_trace_list(const std::string& list, ServerOptions* out) {
-  if (list.empty()) return "--trace needs a list of switches (ir, mutex)";
+// A value that must not be empty (paths, endpoints).
+std::string require_value(const std::string& value) {
+  return value.empty() ? "needs a non-empty value" : std::string();
+}
+
+// A switch: "" (given on the command line) and the usual words for true
+// and false in a file.
+std::string parse_switch(const std::string& value, bool* out) {
+  std::string v;
+  for (char c : value)
+    v += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (v.empty() || v == "true" || v == "yes" || v == "on" || v == "1") {
+    *out = true;
+  } else if (v == "false" || v == "no" || v == "off" || v == "0") {
+    *out = false;
+  } else {
+    return "'" + value + "' is not true or false";
+  }
+  return std::string();
+}
+
+std::string apply_trace(ServerOptions& o, const std::string& list) {
+  o.trace_ir = o.trace_mutex = false;
+  if (list.empty() || list == "none") return std::string();
   std::string::size_type start = 0;
   while (true) {
     std::string::size_type comma = list.find(',', start);
-    std::string word = list.substr(
-        start, comma == std::string::npos ? std::string::npos : comma - start);
+    std::string word = trim(list.substr(
+        start, comma == std::string::npos ? std::string::npos : comma - start));
     if (word == "ir") {
-      out->trace_ir = true;
+      o.trace_ir = true;
     } else if (word == "mutex") {
-      out->trace_mutex = true;
+      o.trace_mutex = true;
     } else {
-      return "unknown trace switch '" + word + "' in --trace (use ir, mutex)";
+      return "unknown trace switch '" + word + "' (use ir, mutex)";
     }
     if (comma == std::string::npos) break;
     start = comma + 1;
@@ -35,72 +59,280 @@ std::string parse_trace_list(const std::string& list, ServerOptions* out) {
   return std::string();
 }
 
+#define PATH_OPTION(member)                    \
+  [](ServerOptions& o, const std::string& v) { \
+    std::string e = require_value(v);          \
+    if (e.empty()) o.member = v;               \
+    return e;                                  \
+  }
+#define SWITCH_OPTION(member)                  \
+  [](ServerOptions& o, const std::string& v) { \
+    return parse_switch(v, &o.member);         \
+  }
+
+const std::vector<ServerOptionSpec> kSpecs = {
+    {"db", 0, "PATH", "db",
+     "database file (default ./ir.db); created when absent, unless "
+     "read-only.  A file that is not a repository database, or is "
+     "damaged, is refused.",
+     PATH_OPTION(db_path)},
+    {"endpoint", 0, "EP", "endpoint",
+     "omniORB endpoint to listen on (default giop:tcp:127.0.0.1:2810).  "
+     "giop:tcp::2810 listens on every interface; giop:tcp:127.0.0.1: "
+     "picks a free port.",
+     [](ServerOptions& o, const std::string& v) {
+       std::string e = require_value(v);
+       if (e.empty()) {
+         o.endpoint = v;
+         o.add_endpoint_arg = true;
+         o.endpoint_named = true;
+       }
+       return e;
+     }},
+    {"ior-file", 0, "FILE", "ior-file",
+     "write the root's stringified IOR to FILE once ready.",
+     PATH_OPTION(ior_file)},
+    {"read-only", 0, nullptr, "read-only",
+     "open the database read-only: every operation that would change the "
+     "repository raises CORBA::NO_PERMISSION.",
+     SWITCH_OPTION(read_only)},
+    {"writers", 0, "ADDR[/PREFIX],...", "writers",
+     "the client addresses that may change the repository (default "
+     "127.0.0.0/8,::1: this machine only).  Every other client may read; "
+     "its changes are refused with CORBA::NO_PERMISSION and logged.",
+     [](ServerOptions& o, const std::string& v) {
+       AddressList list;
+       std::string e = AddressList::parse(v, &list);
+       if (e.empty()) o.writers = v;
+       return e;
+     }},
+    {"backup-dir", 0, "DIR", "backup-dir",
+     "where backups (irctl backup) are written (default: the directory "
+     "backups beside the database).",
+     PATH_OPTION(backup_dir)},
+    {"trace", 0, "LIST", "trace",
+     "comma-separated trace switches: ir (method calls), mutex (critical "
+     "sections), or none.  Traces go to the log.",
+     apply_trace},
+    {"log", 0, "FILE", "log",
+     "append the log (irserver's and omniORB's messages and traces) to "
+     "FILE instead of standard error; SIGHUP reopens it.  -ORBtraceFile "
+     "FILE means the same.",
+     PATH_OPTION(log_file)},
+    {"log-requests", 0, nullptr, "log-requests",
+     "log one line per request: time, client address, operation, target "
+     "definition, duration and outcome.",
+     SWITCH_OPTION(log_requests)},
+    {"config", 0, "FILE", nullptr,
+     "read options from FILE, one \"key = value\" per line (see "
+     "irserver.conf(5)); the command line overrides the file.",
+     PATH_OPTION(config_file)},
+    {"check", 0, "FILE", nullptr,
+     "verify the database FILE (integrity, format version, counts per "
+     "kind) without serving it, and exit: 0 when it is sound, 1 otherwise.",
+     PATH_OPTION(check_file)},
+    {"version", 0, nullptr, nullptr, "print the version and exit.",
+     SWITCH_OPTION(version)},
+    {"help", 'h', nullptr, nullptr, "print this text and exit.",
+     SWITCH_OPTION(help)},
+};
+
+#undef PATH_OPTION
+#undef SWITCH_OPTION
+
+const ServerOptionSpec* find_long(const std::string& name) {
+  for (const ServerOptionSpec& s : kSpecs)
+    if (name == s.name) return &s;
+  return nullptr;
+}
+
+const ServerOptionSpec* find_key(const std::string& key) {
+  for (const ServerOptionSpec& s : kSpecs)
+    if (s.config_key && key == s.config_key) return &s;
+  return nullptr;
+}
+
 // omniORB options that take no value.
 bool orb_option_without_value(const std::string& name) {
   return name == "-ORBhelp";
 }
 
+// One value to apply, remembered until the file has been applied.
+struct Setting {
+  const ServerOptionSpec* spec;
+  std::string value;
+};
+
+// Adds an -ORB option; -ORBtraceFile is irserver's --log (irserver
+// writes the log itself, so that SIGHUP can reopen it).
+void add_orb_option(ServerOptions* out, const std::string& name,
+                    const std::string& value, bool has_value) {
+  if (name == "-ORBtraceFile" && has_value) {
+    out->log_file = value;
+    return;
+  }
+  out->orb_args.push_back(name);
+  if (has_value) out->orb_args.push_back(value);
+}
+
+// After everything is applied: an -ORBendPoint of the user stands for
+// the endpoint unless one was named.
+void settle_endpoint(ServerOptions* out) {
+  if (out->endpoint_named) return;
+  for (std::size_t i = 0; i + 1 < out->orb_args.size(); ++i) {
+    if (out->orb_args[i] == "-ORBendPoint") {
+      out->endpoint = out->orb_args[i + 1];
+      out->add_endpoint_arg = false;
+      return;
+    }
+  }
+}
+
+bool valid_orb_name(const std::string& name) {
+  if (name.empty()) return false;
+  for (char c : name)
+    if (!std::isalnum(static_cast<unsigned char>(c))) return false;
+  return true;
+}
+
 }  // namespace
 
+const std::vector<ServerOptionSpec>& server_option_specs() { return kSpecs; }
+
+bool read_text_file(const std::string& path, std::string* text,
+                    std::string* error) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    *error = std::strerror(errno);
+    return false;
+  }
+  std::ostringstream s;
+  s << in.rdbuf();
+  if (in.bad()) {
+    *error = "read error";
+    return false;
+  }
+  *text = s.str();
+  return true;
+}
+
+std::string apply_config_text(const std::string& name, const std::string& text,
+                              ServerOptions* out) {
+  std::istringstream in(text);
+  std::string line;
+  int number = 0;
+  while (std::getline(in, line)) {
+    ++number;
+    std::string where = name + ":" + std::to_string(number) + ": ";
+    std::string content = trim(line);
+    if (content.empty() || content[0] == '#' || content[0] == ';') continue;
+    std::string::size_type eq = content.find('=');
+    if (eq == std::string::npos)
+      return where + "expected \"key = value\", found '" + content + "'";
+    std::string key = trim(content.substr(0, eq));
+    std::string value = trim(content.substr(eq + 1));
+    // A value in double quotes keeps its spaces.
+    if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+      value = value.substr(1, value.size() - 2);
+    if (key.empty()) return where + "a key is missing before '='";
+    if (key.compare(0, 4, "orb.") == 0) {
+      std::string orb_name = key.substr(4);
+      if (!valid_orb_name(orb_name))
+        return where + "'" + key + "' is not an omniORB option name";
+      if (value.empty()) return where + "'" + key + "' needs a value";
+      add_orb_option(out, "-ORB" + orb_name, value, true);
+      continue;
+    }
+    const ServerOptionSpec* spec = find_key(key);
+    if (!spec) {
+      std::string hint;
+      if (find_long(key))
+        hint = " (--" + key + " exists on the command line only)";
+      return where + "unknown key '" + key + "'" + hint;
+    }
+    std::string error = spec->apply(*out, value);
+    if (!error.empty()) return where + "bad value for '" + key + "': " + error;
+  }
+  return std::string();
+}
+
 std::string parse_server_options(int argc, const char* const* argv,
-                                 ServerOptions* out) {
+                                 ServerOptions* out, const FileReader& reader) {
   *out = ServerOptions();
-  bool endpoint_given = false;
-  std::string user_orb_endpoint;
+  std::vector<Setting> settings;
+  std::vector<std::pair<std::string, std::string>> orb;  // name, value
+  std::vector<bool> orb_has_value;
+  std::string config;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg.compare(0, 4, "-ORB") == 0) {
-      out->orb_args.push_back(arg);
-      if (orb_option_without_value(arg)) continue;
+      if (orb_option_without_value(arg)) {
+        orb.emplace_back(arg, "");
+        orb_has_value.push_back(false);
+        continue;
+      }
       if (i + 1 >= argc) return "option " + arg + " needs a value";
-      out->orb_args.push_back(argv[++i]);
-      if (arg == "-ORBendPoint" && user_orb_endpoint.empty())
-        user_orb_endpoint = argv[i];
+      orb.emplace_back(arg, argv[++i]);
+      orb_has_value.push_back(true);
       continue;
     }
-    std::string name = arg, value;
-    bool has_inline = split_inline_value(arg, &name, &value);
-    if (name == "--help" || name == "-h") {
-      if (has_inline) return "option " + name + " takes no value";
-      out->help = true;
+    const ServerOptionSpec* spec = nullptr;
+    std::string shown = arg, value;
+    bool has_inline = false;
+    if (arg.compare(0, 2, "--") == 0) {
+      std::string name = arg.substr(2);
+      std::string::size_type eq = name.find('=');
+      if (eq != std::string::npos) {
+        value = name.substr(eq + 1);
+        name.erase(eq);
+        has_inline = true;
+        shown = "--" + name;
+      }
+      spec = find_long(name);
+    } else if (arg.size() == 2 && arg[0] == '-') {
+      for (const ServerOptionSpec& s : kSpecs)
+        if (s.short_name && s.short_name == arg[1]) spec = &s;
+    }
+    if (!spec) {
+      if (arg.size() > 1 && arg[0] == '-')
+        return "unknown option '" + arg + "' (try --help)";
+      return "unexpected argument '" + arg + "' (try --help)";
+    }
+    if (!spec->value_name) {
+      if (has_inline) return "option " + shown + " takes no value";
+      value.clear();
+    } else if (!has_inline) {
+      if (i + 1 >= argc) return "option " + shown + " needs a value";
+      value = argv[++i];
+    }
+    // Checked at once so that the message names the option as typed.
+    ServerOptions scratch;
+    std::string error = spec->apply(scratch, value);
+    if (!error.empty()) return "option " + shown + " " + error;
+    if (std::strcmp(spec->name, "help") == 0 ||
+        std::strcmp(spec->name, "version") == 0) {
+      spec->apply(*out, value);
       return std::string();
     }
-    if (name == "--read-only") {
-      if (has_inline) return "option --read-only takes no value";
-      out->read_only = true;
+    if (std::strcmp(spec->name, "config") == 0) {
+      config = value;
       continue;
     }
-    if (name == "--db" || name == "--endpoint" || name == "--ior-file" ||
-        name == "--trace" || name == "--log") {
-      if (!has_inline) {
-        if (i + 1 >= argc) return "option " + name + " needs a value";
-        value = argv[++i];
-      }
-      if (value.empty() && name != "--trace")
-        return "option " + name + " needs a non-empty value";
-      if (name == "--db") {
-        out->db_path = value;
-      } else if (name == "--endpoint") {
-        out->endpoint = value;
-        endpoint_given = true;
-      } else if (name == "--ior-file") {
-        out->ior_file = value;
-      } else if (name == "--log") {
-        out->log_file = value;
-      } else {
-        std::string error = parse_trace_list(value, out);
-        if (!error.empty()) return error;
-      }
-      continue;
-    }
-    if (arg.size() > 1 && arg[0] == '-')
-      return "unknown option '" + arg + "' (try --help)";
-    return "unexpected argument '" + arg + "' (try --help)";
+    settings.push_back({spec, value});
   }
-  if (!endpoint_given && !user_orb_endpoint.empty()) {
-    out->endpoint = user_orb_endpoint;
-    out->add_endpoint_arg = false;
+
+  if (!config.empty()) {
+    std::string text, error;
+    if (!reader(config, &text, &error))
+      return "cannot read the configuration file " + config + ": " + error;
+    std::string failure = apply_config_text(config, text, out);
+    if (!failure.empty()) return failure;
+    out->config_file = config;
   }
+  for (const Setting& s : settings) s.spec->apply(*out, s.value);
+  for (std::size_t i = 0; i < orb.size(); ++i)
+    add_orb_option(out, orb[i].first, orb[i].second, orb_has_value[i]);
+  settle_endpoint(out);
   return std::string();
 }
 
@@ -111,10 +343,6 @@ std::vector<std::string> orb_init_args(const char* program,
   if (options.add_endpoint_arg) {
     args.push_back("-ORBendPoint");
     args.push_back(options.endpoint);
-  }
-  if (!options.log_file.empty()) {
-    args.push_back("-ORBtraceFile");
-    args.push_back(options.log_file);
   }
   args.insert(args.end(), options.orb_args.begin(), options.orb_args.end());
   return args;
@@ -145,8 +373,43 @@ bool split_tcp_endpoint(const std::string& endpoint, std::string* host,
   return true;
 }
 
+namespace {
+
+// "  --db PATH" and its help, wrapped at 78 columns with the help in a
+// column of its own.
+void append_option_help(std::string* out, const ServerOptionSpec& s) {
+  const std::size_t kColumn = 24, kWidth = 78;
+  std::string head = "  ";
+  if (s.short_name) head += std::string("-") + s.short_name + ", ";
+  head += std::string("--") + s.name;
+  if (s.value_name) head += std::string(" ") + s.value_name;
+  std::string line = head;
+  if (line.size() + 2 > kColumn) {
+    *out += line + "\n";
+    line.clear();
+  }
+  line.resize(kColumn, ' ');
+  std::istringstream words(s.help);
+  std::string word;
+  bool first = true;
+  while (words >> word) {
+    if (!first && line.size() + 1 + word.size() > kWidth) {
+      *out += line + "\n";
+      line = std::string(kColumn, ' ');
+      first = true;
+    }
+    if (!first) line += ' ';
+    line += word;
+    first = false;
+  }
+  *out += line + "\n";
+}
+
+}  // namespace
+
 std::string server_usage() {
-  return R"(Usage: irserver [OPTION]... [-ORBoption value]...
+  std::string text = R"(Usage: irserver [OPTION]... [-ORBoption value]...
+       irserver --check FILE
 
 Serve a persistent CORBA Interface Repository.  The repository's records
 live in one SQLite database file; a change is committed before its reply
@@ -158,49 +421,45 @@ or
   -ORBDefaultInitRef corbaloc::HOST:PORT
 
 With no options, irserver uses the database ./ir.db (created when it
-does not exist) and listens on giop:tcp:127.0.0.1:2810, which only this
-machine can reach.
+does not exist), listens on giop:tcp:127.0.0.1:2810, which only this
+machine can reach, and lets only this machine change the repository.
 
 Options:
-  --db PATH          database file (default ./ir.db); created when absent,
-                     unless --read-only is given.  A file that is not a
-                     repository database, or is damaged, is refused.
-  --endpoint EP      omniORB endpoint to listen on (default
-                     giop:tcp:127.0.0.1:2810).  giop:tcp::2810 listens on
-                     every interface; giop:tcp:127.0.0.1: picks a free port.
-  --ior-file FILE    write the root's stringified IOR to FILE once ready.
-  --read-only        open the database read-only: every operation that
-                     would change the repository raises CORBA::NO_PERMISSION.
-  --trace LIST       comma-separated trace switches: ir (method calls),
-                     mutex (critical sections).  Traces go to the log.
-  --log FILE         append the log (irserver's and omniORB's messages and
-                     traces) to FILE instead of standard error; the same as
-                     -ORBtraceFile FILE.
-  -h, --help         print this text and exit.
-  -ORBoption value   passed to omniORB unchanged, for example
-                     -ORBtraceLevel 10 or -ORBendPoint giop:tcp::2810
-                     (used as the endpoint when --endpoint is absent).
-                     -ORBhelp lists omniORB's options.
+)";
+  for (const ServerOptionSpec& s : kSpecs) append_option_help(&text, s);
+  text += R"(  -ORBoption value      passed to omniORB unchanged, for example
+                        -ORBtraceLevel 10 or -ORBendPoint giop:tcp::2810 (used
+                        as the endpoint when --endpoint is absent).  -ORBhelp
+                        lists omniORB's options.
 
-Options that take a value also accept the form --option=value.
+Options that take a value also accept the form --option=value.  In a
+configuration file each option above except --config, --check, --version
+and --help is a key of the same name ("read-only = true"), and
+"orb.NAME = VALUE" passes -ORBNAME VALUE to omniORB.
 
 Once it listens, irserver prints one line on standard output:
   irserver: ready corbaloc::HOST:PORT/InterfaceRepository (database PATH)
-and serves until it receives SIGINT or SIGTERM, when it shuts the ORB
-down, closes the database and exits with status 0.
+(with ", read-only" after PATH when it is read-only), tells systemd that
+it is ready when started as a Type=notify service, and serves until it
+receives SIGINT or SIGTERM, when it closes the database and exits with
+status 0.  SIGHUP reopens the log file.
 
 Exit status:
-  0  stopped by SIGINT or SIGTERM, or --help
+  0  stopped by SIGINT or SIGTERM; --help, --version; --check: sound
   1  could not start (endpoint in use or invalid, database missing,
-     locked, damaged or not a repository database, IOR file not
+     locked, damaged or not a repository database, IOR or log file not
      writable); the reason is printed as one line on standard error:
        irserver: cannot start: REASON
-  2  invalid command line
+     --check: the database is not sound (the reason on standard error)
+  2  invalid command line or configuration file
 
 Examples:
   irserver
-  irserver --db /var/lib/ir/ir.db --endpoint giop:tcp::2810
+  irserver --db /var/lib/ir/ir.db --endpoint giop:tcp::2810 --writers 10.1.0.0/16
+  irserver --config /etc/irserver/irserver.conf
   irserver --read-only --db ir.db --ior-file /tmp/ir.ior
+  irserver --check /var/lib/irserver/backups/ir-20260102T101112Z.db
   irserver --trace ir,mutex --log /tmp/irserver.log -ORBtraceLevel 5
 )";
+  return text;
 }

@@ -1,8 +1,16 @@
-// Command line of irserver: what the user asked for, parsed without side
-// effects so that tests and main share one parser.
+// Options of irserver: what the user asked for, on the command line and
+// in a configuration file, parsed without side effects so that tests and
+// main share one parser.
+//
+// Every option is one entry of one table (kServerOptions): its name, the
+// syntax of its value, its help text, its configuration key and the
+// function that applies a value.  The command line, --help and the
+// configuration file all read that table, so an option added there is
+// accepted in all three and documented in --help at once.
 #ifndef IR_SERVER_SERVER_OPTIONS_H
 #define IR_SERVER_SERVER_OPTIONS_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,36 +18,82 @@
 // current directory and an endpoint that only this machine can reach.
 constexpr const char* kDefaultDatabase = "./ir.db";
 constexpr const char* kDefaultEndpoint = "giop:tcp:127.0.0.1:2810";
+// Who may change the repository when nobody says: this machine only.
+constexpr const char* kDefaultWriters = "127.0.0.0/8,::1";
 
 struct ServerOptions {
   std::string db_path = kDefaultDatabase;
-  // The omniORB endpoint irserver listens on.  When --endpoint is absent
+  // The omniORB endpoint irserver listens on.  When no endpoint is given
   // and the user passes -ORBendPoint, that one is used instead of the
   // default and not added twice.
   std::string endpoint = kDefaultEndpoint;
   // True when `endpoint` must be added to the ORB arguments (it did not
   // come from a user's -ORBendPoint).
   bool add_endpoint_arg = true;
-  std::string ior_file;  // empty: no IOR file
+  bool endpoint_named = false;  // set by --endpoint or the endpoint key
+  std::string ior_file;         // empty: no IOR file
   bool read_only = false;
   bool trace_ir = false;
   bool trace_mutex = false;
-  std::string log_file;  // empty: omniORB's default (stderr)
+  std::string log_file;  // empty: standard error
+  // The addresses that may change the repository, as given (checked by
+  // the parser, matched by lib/ir/write_access).
+  std::string writers = kDefaultWriters;
+  std::string backup_dir;  // empty: "backups" beside the database
+  bool log_requests = false;
+  std::string config_file;  // --config: the file that was read, if any
+  std::string check_file;   // --check: verify this database and exit
   bool help = false;
-  // The -ORB options with their values, in the order given; ORB_init
-  // receives them after irserver's own -ORBendPoint/-ORBtraceFile.
+  bool version = false;
+  // The -ORB options with their values, in the order given (those of the
+  // configuration file first); ORB_init receives them after irserver's
+  // own -ORBendPoint.
   std::vector<std::string> orb_args;
 };
 
-// Parses argv[1..argc-1] into `out`.  Returns "" on success, else a
-// one-line description of the first error (no program name, no
-// newline).  --help sets `help` and stops parsing.
+// One option.  `name` is the long option without its dashes ("db" is
+// --db); `config_key` is its key in a configuration file, or null when
+// the option exists on the command line only.
+struct ServerOptionSpec {
+  const char* name;
+  char short_name;         // 'h' for -h; 0 for none
+  const char* value_name;  // "PATH"; null for a switch
+  const char* config_key;
+  const char* help;  // one paragraph, wrapped by server_usage()
+  // Applies `value` ("" for a switch given on the command line; "true"
+  // or "false" for a switch from a file).  Returns "" or, when the value
+  // is refused, why (without the option's name).
+  std::string (*apply)(ServerOptions& options, const std::string& value);
+};
+
+// The table of every option, in the order --help lists them.
+const std::vector<ServerOptionSpec>& server_option_specs();
+
+// Reads a whole file; returns false with `error` set when it cannot.
+using FileReader = std::function<bool(const std::string& path,
+                                      std::string* text, std::string* error)>;
+bool read_text_file(const std::string& path, std::string* text,
+                    std::string* error);
+
+// Parses argv[1..argc-1], and the configuration file that --config
+// names, into `out`.  Values of the file come first; the command line
+// overrides them.  Returns "" on success, else a one-line description of
+// the first error (no program name, no newline); errors in the file
+// start with "FILE:LINE: ".  --help and --version stop parsing.
 std::string parse_server_options(int argc, const char* const* argv,
-                                 ServerOptions* out);
+                                 ServerOptions* out,
+                                 const FileReader& reader = read_text_file);
+
+// Applies the text of a configuration file (`name` is used in messages)
+// to `out`.  One "key = value" per line; blank lines and lines starting
+// with '#' or ';' are ignored; "orb.NAME = VALUE" passes -ORBNAME VALUE
+// to omniORB.  Returns "" or "NAME:LINE: reason".
+std::string apply_config_text(const std::string& name, const std::string& text,
+                              ServerOptions* out);
 
 // The arguments for CORBA::ORB_init, program name first, built from the
-// options: -ORBendPoint (unless the user gave one), -ORBtraceFile for
-// --log, then the user's -ORB options.
+// options: -ORBendPoint (unless the user gave one), then the user's -ORB
+// options.  (--log is not an ORB argument: irserver writes the log.)
 std::vector<std::string> orb_init_args(const char* program,
                                        const ServerOptions& options);
 

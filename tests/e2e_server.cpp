@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -259,8 +260,11 @@ std::string IrServerProcess::start() {
   std::string problem;
   ready_line_ = first_line(out_path, pid_, kReadyTimeoutMs, &problem);
   if (problem.empty()) {
+    bool read_only = std::find(extra_args.begin(), extra_args.end(),
+                               "--read-only") != extra_args.end();
     std::string expected = "irserver: ready " + corbaloc() + " (database " +
-                           fs::path(db_path).lexically_normal().string() + ")";
+                           fs::path(db_path).lexically_normal().string() +
+                           (read_only ? ", read-only)" : ")");
     if (ready_line_ == expected) return std::string();
     problem = "unexpected ready line [" + ready_line_ + "], expected [" +
               expected + "]";

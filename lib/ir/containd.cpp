@@ -2,9 +2,11 @@
 
 #include <cstring>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "ir/containr.h"
+#include "ir/ext_listing.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 #include "platform/qor_log.h"
@@ -353,9 +355,31 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_objects_2b_deleted() {
   return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
 }
 
-// Not built yet.
 IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+  const char* const context = "IRExt::Contained::ext_outside_refs";
+  std::vector<StoreOutsideRef> refs;
+  std::vector<StoreSummary> users;
+  ir_store_call(kFile, __LINE__, context, [&] {
+    refs = store_->IROutsideRefs(*id_handle_);
+    SeqList seqs;
+    for (const StoreOutsideRef& r : refs)
+      if (seqs.empty() || seqs.back() != r.user_seq) seqs.push_back(r.user_seq);
+    users = store_->IRSummaries(seqs);
+    return 0;
+  });
+  std::unordered_map<std::int64_t, const StoreSummary*> by_seq;
+  for (const StoreSummary& u : users) by_seq.emplace(u.seq, &u);
+  IRExt::ExtReferenceSeq_var out = new IRExt::ExtReferenceSeq;
+  out->length(0);
+  for (const StoreOutsideRef& r : refs) {
+    auto user = by_seq.find(r.user_seq);
+    if (user == by_seq.end()) continue;
+    CORBA::ULong n = out->length();
+    out->length(n + 1);
+    ir_fill_summary(store_, *user->second, out[n].user, context);
+    out[n].used = r.used.c_str();
+  }
+  return out._retn();
 }
 
 // Documentation comments are not stored yet.

@@ -8,6 +8,8 @@
 #include "ir/irglob.h"
 #include "ir/primitdf.h"
 #include "ir/servant_locator.h"
+#include "ir/server_state.h"
+#include "ir/write_access.h"
 #include "platform/qor_log.h"
 #include "store/irdb.h"
 
@@ -237,31 +239,13 @@ void CORBA_Repository_Impl::forget_servants() {
   Object_interface_ptr = CORBA::InterfaceDef::_nil();
 }
 
-// --- bulk listings and server state (not built yet) ----------------------
-
-IRExt::ExtPage* CORBA_Repository_Impl::ext_list(const char*, CORBA::ULong,
-                                                CORBA::ULong) {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
-
-IRExt::ExtPage* CORBA_Repository_Impl::ext_search(const char*, const char*,
-                                                  CORBA::Boolean,
-                                                  CORBA::Boolean, const char*,
-                                                  CORBA::ULong, CORBA::ULong) {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
-
-IRExt::ExtKindCountSeq* CORBA_Repository_Impl::ext_count_kinds() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
+// --- server state (not built yet) -----------------------------------------
 
 IRExt::ExtServerInfo* CORBA_Repository_Impl::ext_server_info() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+  return ir_server_info(store_);
 }
 
-char* CORBA_Repository_Impl::ext_backup() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
-}
+char* CORBA_Repository_Impl::ext_backup() { return ir_backup(store_); }
 
 // --- references and dispatch
 // -------------------------------------------------------
@@ -277,6 +261,7 @@ CORBA::Object_ptr CORBA_Repository_Impl::_ref() {
 }
 
 CORBA::Boolean CORBA_Repository_Impl::_dispatch(omniCallHandle& handle) {
+  ir_admit_request(handle.operation_name(), "Repository");
   IrUpcallGuard guard(ir_upcall_mutex());
   return POA_IRExt::Repository::_dispatch(handle);
 }

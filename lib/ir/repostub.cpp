@@ -7,6 +7,7 @@
 
 #include "ir/anontype.h"
 #include "ir/arraydf.h"
+#include "ir/ext_listing.h"
 #include "ir/primitdf.h"
 #include "ir/reposito.h"
 #include "ir/sequendf.h"
@@ -173,4 +174,48 @@ CORBA::ContainedSeq* CORBA_Repository_Impl::ext_find_objects(
                                 scope_handle.get());
   });
   return ir_contained_seq(store, ids, kFile, 1180, context);
+}
+
+IRExt::ExtPage* CORBA_Repository_Impl::ext_list(const char* container,
+                                                CORBA::ULong offset,
+                                                CORBA::ULong limit) {
+  const char* const context = "IRExt::Repository::ext_list";
+  if (!container) bad_argument(__LINE__, context);
+  StoreHandle h(*container ? container : repository_base_rep_id);
+  IRStore* store = get_irs();
+  SeqList seqs = ir_store_call(kFile, __LINE__, context,
+                               [&] { return store->IRChildSeqs(h); });
+  return ir_summary_page(store, seqs, offset, limit, context);
+}
+
+IRExt::ExtPage* CORBA_Repository_Impl::ext_search(
+    const char* pattern, const char* scope, CORBA::Boolean match_ids,
+    CORBA::Boolean ignore_case, const char* kinds, CORBA::ULong offset,
+    CORBA::ULong limit) {
+  const char* const context = "IRExt::Repository::ext_search";
+  if (!pattern || !scope || !kinds) bad_argument(__LINE__, context);
+  StoreSearch search;
+  search.pattern = pattern;
+  search.kinds = parse_kinds(kinds, context);
+  search.match_ids = match_ids;
+  search.ignore_case = ignore_case;
+  search.scope = scope;
+  IRStore* store = get_irs();
+  SeqList seqs = ir_store_call(kFile, __LINE__, context,
+                               [&] { return store->IRSearch(search); });
+  return ir_summary_page(store, seqs, offset, limit, context);
+}
+
+IRExt::ExtKindCountSeq* CORBA_Repository_Impl::ext_count_kinds() {
+  IRStore* store = get_irs();
+  auto counts =
+      ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_count_kinds",
+                    [&] { return store->IRCountKinds(); });
+  IRExt::ExtKindCountSeq_var out = new IRExt::ExtKindCountSeq;
+  out->length(static_cast<CORBA::ULong>(counts.size()));
+  for (CORBA::ULong i = 0; i < out->length(); ++i) {
+    out[i].kind = static_cast<CORBA::DefinitionKind>(counts[i].first);
+    out[i].count = static_cast<CORBA::ULong>(counts[i].second);
+  }
+  return out._retn();
 }

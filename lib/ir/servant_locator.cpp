@@ -10,6 +10,7 @@
 #include "ir/irglob.h"
 #include "ir/primitdf.h"
 #include "ir/reposito.h"
+#include "ir/write_access.h"
 
 namespace {
 
@@ -80,11 +81,13 @@ CORBA_IRObject_Impl* rebuild_anonymous(const std::string& oid) {
 class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
  public:
   PortableServer::Servant preinvoke(
-      const PortableServer::ObjectId& oid, PortableServer::POA_ptr, const char*,
+      const PortableServer::ObjectId& oid, PortableServer::POA_ptr,
+      const char* operation,
       PortableServer::ServantLocator::Cookie& cookie) override {
     ir_upcall_mutex().lock();
     try {
       CORBA::String_var key = PortableServer::ObjectId_to_string(oid);
+      ir_admit_request(operation, key.in());
       CORBA_IRObject_Impl* servant = ir_servant_for_oid(key.in());
       if (!servant) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
       cookie = nullptr;

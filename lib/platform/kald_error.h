@@ -24,7 +24,9 @@ constexpr CORBA::ULong kIrMinorBase = 0x51520000UL;
     "bad definition kind or store failure")                                  \
   X(IR_MINOR_CLASH, 0x54, BAD_PARAM, "name or repository id already in use") \
   X(IR_MINOR_NO_SUCH_OBJECT, 0x55, INTF_REPOS, "no such definition")         \
-  X(IR_MINOR_STORE_FAILURE, 0x56, PERSIST_STORE, "persistent store failure")
+  X(IR_MINOR_STORE_FAILURE, 0x56, PERSIST_STORE, "persistent store failure") \
+  X(IR_MINOR_NOT_A_WRITER, 0x57, NO_PERMISSION,                              \
+    "this client may not change the repository")
 
 enum IrMinorCode : CORBA::ULong {
 #define IR_MINOR_ENUM(name, offset, exc, words) name = kIrMinorBase + offset,

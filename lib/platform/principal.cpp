@@ -7,11 +7,15 @@
 namespace {
 
 thread_local std::string current_peer;
+thread_local bool entered = false;
+thread_local std::string current_target;
 
 CORBA::Boolean on_receive(
     omni::omniInterceptors::serverReceiveRequest_T::info_T& info) {
   const char* peer = info.peeraddress();
   current_peer = peer ? peer : "";
+  entered = false;
+  current_target.clear();
   return 1;
 }
 
@@ -36,6 +40,18 @@ void KALDInstallPrincipalTracking() {
 }
 
 std::string KALDCurrentPrincipal() { return current_peer; }
+
+bool KALDEnterRequest() {
+  if (current_peer.empty() || entered) return false;
+  entered = true;
+  return true;
+}
+
+void KALDSetRequestTarget(const std::string& target) {
+  current_target = target;
+}
+
+const std::string& KALDRequestTarget() { return current_target; }
 
 char* QorGetHostname() {
   char name[256];

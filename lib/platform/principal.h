@@ -10,6 +10,15 @@
 void KALDInstallPrincipalTracking();
 // The peer of the current request, or "" outside a request.
 std::string KALDCurrentPrincipal();
+// True exactly once per remote request: for its first upcall on this
+// thread (the one the client asked for).  False for the colocated calls
+// that upcall makes, and outside remote requests.
+bool KALDEnterRequest();
+// The definition the current remote request is addressed to, as its
+// first upcall names it; "" until then.  Reset when the next request
+// arrives on this thread.
+void KALDSetRequestTarget(const std::string& target);
+const std::string& KALDRequestTarget();
 // This machine's host name (a new CORBA string, caller frees).
 char* QorGetHostname();
 

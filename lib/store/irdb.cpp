@@ -29,12 +29,18 @@
 // changed in any way.
 #include "store/irdb.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cassert>
+#include <cerrno>
+#include <cstring>
+#include <functional>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace {
@@ -252,6 +258,64 @@ constexpr const char kDoomedDetach[] =
 constexpr const char kDoomedDelete[] =
     "DELETE FROM record WHERE id IN (SELECT id FROM doomed)";
 
+// Bulk listings.  Positions first (cheap, and counted for the page
+// total), then the summaries of one page by position.
+constexpr const char kChildSeqs[] =
+    "SELECT seq FROM record WHERE parent = ?1 ORDER BY seq";
+// ?1 pattern (lower-case for the case-insensitive forms), ?2 accepted
+// kinds as in kFindByName, ?3 scope.  The root (no parent) never matches.
+#define IR_SEARCH(match)                \
+  "SELECT seq FROM record WHERE " match \
+  " GLOB ?1"                            \
+  " AND parent IS NOT NULL"             \
+  " AND (?2 = '' OR instr(?2, ',' || kind || ',') > 0) ORDER BY seq"
+#define IR_SEARCH_BELOW(match)                                              \
+  "WITH RECURSIVE below(id) AS (SELECT id FROM record WHERE parent = ?3"    \
+  " UNION SELECT record.id FROM below CROSS JOIN record"                    \
+  " ON record.parent = below.id)"                                           \
+  " SELECT record.seq FROM below CROSS JOIN record ON record.id = below.id" \
+  " WHERE record.id <> ?3 AND " match                                       \
+  " GLOB ?1 AND (?2 = ''"                                                   \
+  " OR instr(?2, ',' || record.kind || ',') > 0) ORDER BY record.seq"
+constexpr const char kSearchName[] = IR_SEARCH("name");
+constexpr const char kSearchId[] = IR_SEARCH("id");
+constexpr const char kSearchNameNoCase[] = IR_SEARCH("lower(name)");
+constexpr const char kSearchIdNoCase[] = IR_SEARCH("lower(id)");
+constexpr const char kSearchNameBelow[] = IR_SEARCH_BELOW("record.name");
+constexpr const char kSearchIdBelow[] = IR_SEARCH_BELOW("record.id");
+constexpr const char kSearchNameNoCaseBelow[] =
+    IR_SEARCH_BELOW("lower(record.name)");
+constexpr const char kSearchIdNoCaseBelow[] =
+    IR_SEARCH_BELOW("lower(record.id)");
+#undef IR_SEARCH
+#undef IR_SEARCH_BELOW
+// ?1 a JSON array of positions.
+constexpr const char kSummaries[] =
+    "SELECT r.seq, r.kind, r.name, r.id, r.parent, substr(r.body, 1, 64),"
+    " (SELECT count(*) FROM record AS c WHERE c.parent = r.id)"
+    " FROM json_each(?1) AS j CROSS JOIN record AS r ON r.seq = j.value"
+    " ORDER BY r.seq";
+// ?1 a JSON array of ids: those records and all their ancestors.
+constexpr const char kAncestors[] =
+    "WITH RECURSIVE anc(id) AS (SELECT value FROM json_each(?1) UNION"
+    " SELECT record.parent FROM anc CROSS JOIN record ON record.id = anc.id"
+    " WHERE record.parent IS NOT NULL)"
+    " SELECT record.id, record.name, record.parent FROM anc"
+    " CROSS JOIN record ON record.id = anc.id";
+// Counting every record is a scan by nature.
+constexpr const char kCountKinds[] =
+    "SELECT kind, count(*) FROM record WHERE parent IS NOT NULL"
+    " GROUP BY kind ORDER BY kind";
+constexpr const char kOutsideRefs[] =
+    "WITH RECURSIVE sub(id) AS (SELECT ?1 UNION SELECT record.id FROM sub"
+    " CROSS JOIN record ON record.parent = sub.id)"
+    " SELECT DISTINCT user.seq, link.dst, used.seq FROM sub"
+    " CROSS JOIN link ON link.dst = sub.id"
+    " CROSS JOIN record AS user ON user.id = link.src"
+    " CROSS JOIN record AS used ON used.id = link.dst"
+    " WHERE link.src NOT IN (SELECT id FROM sub)"
+    " ORDER BY user.seq, used.seq";
+
 #undef IR_BASES_CTE
 #undef IR_BELOW_CTE
 
@@ -290,9 +354,59 @@ constexpr const char* kAll[] = {
     kDoomedLinksTo,
     kDoomedDetach,
     kDoomedDelete,
+    kChildSeqs,
+    kSearchName,
+    kSearchId,
+    kSearchNameNoCase,
+    kSearchIdNoCase,
+    kSearchNameBelow,
+    kSearchIdBelow,
+    kSearchNameNoCaseBelow,
+    kSearchIdNoCaseBelow,
+    kSummaries,
+    kAncestors,
+    kCountKinds,
+    kOutsideRefs,
 };
 
 }  // namespace sql
+
+// The kinds as ",k1,k2,"; empty (or dk_all among them) accepts all.
+std::string AcceptedKinds(const std::vector<int>& kinds) {
+  std::string accepted;
+  for (int kind : kinds) {
+    if (kind == kAllKinds) return std::string();
+    accepted += (accepted.empty() ? "," : "") + std::to_string(kind) + ",";
+  }
+  return accepted;
+}
+
+// A JSON string: what json_each() reads back as `text`.
+void AppendJsonString(std::string& out, const std::string& text) {
+  static const char kHex[] = "0123456789abcdef";
+  out += '"';
+  for (char c : text) {
+    const auto u = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (u < 0x20) {
+      out += "\\u00";
+      out += kHex[u >> 4];
+      out += kHex[u & 0xf];
+    } else {
+      out += c;
+    }
+  }
+  out += '"';
+}
+
+std::string ASCIILower(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
 
 }  // namespace
 
@@ -318,6 +432,8 @@ struct IRDB::Impl {
   }
 
   void CheckFile();
+  // The format version written in the file's header (user_version).
+  long long ReadFormat();
   [[noreturn]] void Refuse(const std::string& why) const {
     throw Exception(kStoreFailure, "database " + path + " " + why);
   }
@@ -483,6 +599,11 @@ IRDB::Impl::Impl(const char* file, Options options)
   opening = false;
 }
 
+long long IRDB::Impl::ReadFormat() {
+  Query q(*this, "PRAGMA user_version");
+  return q.Next() ? q.Int(0) : 0;
+}
+
 // Reads the header and refuses anything that is not an intact database of
 // ours; creates the schema in an empty file.  Nothing is written to a
 // refused file.
@@ -493,7 +614,7 @@ void IRDB::Impl::CheckFile() {
     return q.Next() ? q.Int(0) : 0;
   };
   const long long app_id = read_int("PRAGMA application_id");  // first read
-  const long long user_version = read_int("PRAGMA user_version");
+  const long long user_version = ReadFormat();
   const long long schema_objects =
       read_int("SELECT count(*) FROM sqlite_schema");
 
@@ -884,15 +1005,7 @@ IdList IRDB::IRBases(const StoreHandle& h) {
 IdList IRDB::IRFindObjects(const std::string& pattern,
                            const std::vector<int>& kinds, bool match_ids,
                            const StoreHandle* scope) {
-  // The kinds as ",k1,k2,"; empty (or dk_all among them) accepts all.
-  std::string accepted;
-  for (int kind : kinds) {
-    if (kind == kAllKinds) {
-      accepted.clear();
-      break;
-    }
-    accepted += (accepted.empty() ? "," : "") + std::to_string(kind) + ",";
-  }
+  const std::string accepted = AcceptedKinds(kinds);
   const char* text =
       scope ? (match_ids ? sql::kFindByIdBelow : sql::kFindByNameBelow)
             : (match_ids ? sql::kFindById : sql::kFindByName);
@@ -900,6 +1013,126 @@ IdList IRDB::IRFindObjects(const std::string& pattern,
   q.Bind(1, pattern).Bind(2, accepted);
   if (scope) q.Bind(3, scope->key_string());
   return q.Column0();
+}
+
+// --- bulk listings -----------------------------------------------------------
+
+SeqList IRDB::IRChildSeqs(const StoreHandle& container) {
+  IRObjectOp(container);
+  Impl::Query q(*impl_, sql::kChildSeqs, container.key_string());
+  q.Bind(1, container.key_string());
+  SeqList seqs;
+  while (q.Next()) seqs.push_back(q.Int(0));
+  return seqs;
+}
+
+SeqList IRDB::IRSearch(const StoreSearch& search) {
+  const bool scoped = !search.scope.empty();
+  if (scoped) IRObjectOp(StoreHandle(search.scope));
+  // SQLite's lower() folds ASCII letters only, as ASCIILower does.
+  const std::string pattern =
+      search.ignore_case ? ASCIILower(search.pattern) : search.pattern;
+  const std::string accepted = AcceptedKinds(search.kinds);
+  static const char* const kTexts[2][2][2] = {
+      // [scoped][match_ids][ignore_case]
+      {{sql::kSearchName, sql::kSearchNameNoCase},
+       {sql::kSearchId, sql::kSearchIdNoCase}},
+      {{sql::kSearchNameBelow, sql::kSearchNameNoCaseBelow},
+       {sql::kSearchIdBelow, sql::kSearchIdNoCaseBelow}}};
+  Impl::Query q(*impl_, kTexts[scoped][search.match_ids][search.ignore_case],
+                search.scope);
+  q.Bind(1, pattern).Bind(2, accepted);
+  if (scoped) q.Bind(3, search.scope);
+  SeqList seqs;
+  while (q.Next()) seqs.push_back(q.Int(0));
+  return seqs;
+}
+
+std::vector<StoreSummary> IRDB::IRSummaries(const SeqList& seqs) {
+  std::vector<StoreSummary> rows;
+  if (seqs.empty()) return rows;
+  std::string json = "[";
+  for (std::int64_t seq : seqs) {
+    if (json.size() > 1) json += ',';
+    json += std::to_string(seq);
+  }
+  json += ']';
+  {
+    Impl::Query q(*impl_, sql::kSummaries);
+    q.Bind(1, json);
+    while (q.Next()) {
+      StoreSummary row;
+      row.seq = q.Int(0);
+      row.kind = static_cast<int>(q.Int(1));
+      row.name = q.Text(2);
+      row.id = q.Text(3);
+      row.parent = q.Text(4);
+      row.body_head = q.Blob(5);
+      row.children = static_cast<std::uint64_t>(q.Int(6));
+      rows.push_back(std::move(row));
+    }
+  }
+  // Absolute names from one map of every ancestor of the rows.
+  struct Node {
+    std::string name, parent;
+  };
+  std::unordered_map<std::string, Node> nodes;
+  json = "[";
+  std::unordered_set<std::string> listed;
+  for (const StoreSummary& row : rows) {
+    if (row.parent.empty() || !listed.insert(row.parent).second) {
+      continue;
+    }
+    if (json.size() > 1) json += ',';
+    AppendJsonString(json, row.parent);
+  }
+  json += ']';
+  if (json.size() > 2) {
+    Impl::Query q(*impl_, sql::kAncestors);
+    q.Bind(1, json);
+    while (q.Next()) nodes[q.Text(0)] = Node{q.Text(1), q.Text(2)};
+  }
+  std::unordered_map<std::string, std::string> scoped;  // id -> "::A::B"
+  // The absolute name of the container `id`; the root's is "".
+  std::function<const std::string&(const std::string&, int)> name_of =
+      [&](const std::string& id, int depth) -> const std::string& {
+    static const std::string kTop;
+    const auto done = scoped.find(id);
+    if (done != scoped.end()) return done->second;
+    const auto node = nodes.find(id);
+    // The root, or a chain that breaks or loops: the name stops there.
+    if (node == nodes.end() || node->second.parent.empty() || depth > 10000) {
+      return kTop;
+    }
+    std::string name =
+        name_of(node->second.parent, depth + 1) + "::" + node->second.name;
+    return scoped.emplace(id, std::move(name)).first->second;
+  };
+  for (StoreSummary& row : rows) {
+    row.absolute_name = row.parent.empty()
+                            ? std::string()
+                            : name_of(row.parent, 0) + "::" + row.name;
+  }
+  return rows;
+}
+
+std::vector<std::pair<int, std::uint64_t>> IRDB::IRCountKinds() {
+  Impl::Query q(*impl_, sql::kCountKinds);
+  std::vector<std::pair<int, std::uint64_t>> counts;
+  while (q.Next()) {
+    counts.emplace_back(static_cast<int>(q.Int(0)),
+                        static_cast<std::uint64_t>(q.Int(1)));
+  }
+  return counts;
+}
+
+std::vector<StoreOutsideRef> IRDB::IROutsideRefs(const StoreHandle& h) {
+  IRObjectOp(h);
+  Impl::Query q(*impl_, sql::kOutsideRefs, h.key_string());
+  q.Bind(1, h.key_string());
+  std::vector<StoreOutsideRef> refs;
+  while (q.Next()) refs.push_back(StoreOutsideRef{q.Int(0), q.Text(1)});
+  return refs;
 }
 
 // --- links -------------------------------------------------------------------
@@ -975,4 +1208,155 @@ void IRDB::IRRemove(const StoreHandle& h) {
   impl.Exec(sql::kDoomedDelete);
   impl.Exec(sql::kDoomedClear);
   atomic.Commit();
+}
+
+// --- maintenance -------------------------------------------------------------
+
+int IRDB::format_version() { return kFormatVersion; }
+
+long long IRDB::IRCountDefinitions() {
+  Impl::Query q(*impl_, "SELECT count(*) FROM record WHERE parent IS NOT NULL");
+  return q.Next() ? q.Int(0) : 0;
+}
+
+namespace {
+
+// Syncs the directory that holds `path`, so that a new name in it
+// survives a crash.
+void SyncDirectoryOf(const std::string& path) {
+  std::string::size_type slash = path.rfind('/');
+  std::string dir = slash == std::string::npos ? "." : path.substr(0, slash);
+  if (dir.empty()) dir = "/";
+  int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);
+  close(fd);
+}
+
+}  // namespace
+
+void IRDB::IRBackup(const std::string& path) {
+  Impl& impl = *impl_;
+  if (impl.user_transaction || impl.depth > 0) {
+    throw Exception(kBadState,
+                    "a user transaction is open; back up once it has ended");
+  }
+  struct stat st;
+  if (lstat(path.c_str(), &st) == 0) {
+    throw Exception(kDuplicateId, path + " exists already");
+  }
+  // The copy is written under a temporary name and linked to its own
+  // name once complete: nobody sees half a backup, and link() never
+  // replaces an existing file.
+  const std::string part = path + ".part";
+  unlink(part.c_str());
+  auto fail = [&](const std::string& why) {
+    unlink(part.c_str());
+    throw Exception(kStoreFailure,
+                    "cannot write the backup " + path + ": " + why);
+  };
+  sqlite3* raw = nullptr;
+  int rc = sqlite3_open_v2(part.c_str(), &raw,
+                           SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE |
+                               SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE,
+                           nullptr);
+  ConnectionPtr dest(raw);
+  if (rc != SQLITE_OK) {
+    fail(raw ? sqlite3_errmsg(raw) : "out of memory");
+  }
+  sqlite3_backup* backup =
+      sqlite3_backup_init(dest.get(), "main", impl.db.get(), "main");
+  if (!backup) fail(sqlite3_errmsg(dest.get()));
+  ++impl.run;
+  rc = sqlite3_backup_step(backup, -1);
+  const int finish = sqlite3_backup_finish(backup);
+  if (rc != SQLITE_DONE) {
+    fail(sqlite3_errstr(rc));
+  }
+  if (finish != SQLITE_OK) fail(sqlite3_errmsg(dest.get()));
+  // The source's header says WAL; the copy is one self-contained file.
+  if (sqlite3_exec(dest.get(), "PRAGMA journal_mode = DELETE", nullptr, nullptr,
+                   nullptr) != SQLITE_OK) {
+    fail(sqlite3_errmsg(dest.get()));
+  }
+  if (sqlite3_close(dest.release()) != SQLITE_OK) fail("cannot close the copy");
+  if (link(part.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(part.c_str());
+    throw Exception(
+        error == EEXIST ? kDuplicateId : kStoreFailure,
+        "cannot write the backup " + path + ": " + std::strerror(error));
+  }
+  unlink(part.c_str());
+  SyncDirectoryOf(path);
+}
+
+IRDB::CheckReport IRDB::Check(const std::string& path) {
+  CheckReport report;
+  std::unique_ptr<IRDB> db;
+  try {
+    Options options;
+    options.read_only = true;
+    db = std::make_unique<IRDB>(path.c_str(), options);
+  } catch (const Exception& e) {
+    report.problem = e.text();
+    return report;
+  }
+  Impl& impl = *db->impl_;
+  try {
+    report.format = impl.ReadFormat();
+    std::string problems;
+    {
+      Impl::Query check(impl, "PRAGMA integrity_check");
+      while (check.Next()) {
+        std::string line = check.Text(0);
+        if (line == "ok") continue;
+        for (char& c : line) c = c == '\n' ? ' ' : c;
+        problems += (problems.empty() ? "" : "; ") + line;
+      }
+    }
+    if (!problems.empty()) {
+      report.problem = "database " + path + " is damaged: " + problems;
+      return report;
+    }
+    long long broken = 0;
+    {
+      Impl::Query fk(impl, "PRAGMA foreign_key_check");
+      while (fk.Next()) ++broken;
+    }
+    if (broken > 0) {
+      report.problem = "database " + path +
+                       " is damaged: " + std::to_string(broken) +
+                       " references to records that do not exist";
+      return report;
+    }
+    {
+      Impl::Query roots(impl,
+                        "SELECT count(*) FROM record WHERE parent IS NULL");
+      if (!roots.Next() || roots.Int(0) != 1) {
+        report.problem = "database " + path +
+                         " is damaged: it does not hold exactly one "
+                         "repository root";
+        return report;
+      }
+    }
+    {
+      Impl::Query kinds(
+          impl,
+          "SELECT kind, count(*) FROM record"
+          " WHERE parent IS NOT NULL GROUP BY kind ORDER BY kind");
+      while (kinds.Next()) {
+        report.kinds.emplace_back(static_cast<int>(kinds.Int(0)), kinds.Int(1));
+      }
+    }
+    {
+      Impl::Query links(impl, "SELECT count(*) FROM link");
+      if (links.Next()) report.links = links.Int(0);
+    }
+  } catch (const Exception& e) {
+    report.problem = e.text();
+    return report;
+  }
+  report.sound = true;
+  return report;
 }

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/irstore.h"
@@ -32,6 +33,24 @@ class IRDB : public IRStore {
   IRDB& operator=(const IRDB&) = delete;
 
   const std::string& path() const;
+
+  // The format version this code writes.
+  static int format_version();
+
+  // What an offline check of a database file found (irserver --check).
+  struct CheckReport {
+    bool sound = false;
+    std::string problem;   // why it is not sound ("" when it is)
+    long long format = 0;  // the file's format version (0: unknown)
+    // Definitions per kind (the root excluded), in kind order.
+    std::vector<std::pair<int, long long>> kinds;
+    long long links = 0;
+  };
+  // Opens `path` read-only (refusing what the server would refuse), runs
+  // SQLite's full integrity check and the foreign key check, checks that
+  // the root record is there and counts the definitions.  Changes
+  // nothing; a database in use by a running server is reported as such.
+  static CheckReport Check(const std::string& path);
   // Number of SQL statements run since opening (for tests and benches).
   unsigned long statements_run() const;
   // Diagnostics: for every parameterized statement the operations run, its
@@ -79,6 +98,11 @@ class IRDB : public IRStore {
   IdList IRFindObjects(const std::string& pattern,
                        const std::vector<int>& kinds, bool match_ids,
                        const StoreHandle* scope) override;
+  SeqList IRChildSeqs(const StoreHandle& container) override;
+  SeqList IRSearch(const StoreSearch& search) override;
+  std::vector<StoreSummary> IRSummaries(const SeqList& seqs) override;
+  std::vector<std::pair<int, std::uint64_t>> IRCountKinds() override;
+  std::vector<StoreOutsideRef> IROutsideRefs(const StoreHandle& h) override;
   void IRAddUse(const StoreHandle& user, const StoreHandle& used) override;
   void IRRemoveUse(const StoreHandle& user, const StoreHandle& used) override;
   void IRAddInherit(const StoreHandle& derived,
@@ -89,6 +113,8 @@ class IRDB : public IRStore {
   void IRReKey(const StoreHandle& from, const StoreHandle& to) override;
   void IRRename(const StoreHandle& h, const std::string& name) override;
   void IRRemove(const StoreHandle& h) override;
+  long long IRCountDefinitions() override;
+  void IRBackup(const std::string& path) override;
 
  private:
   struct Impl;

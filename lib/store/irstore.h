@@ -27,6 +27,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/store_handle.h"
@@ -65,6 +66,40 @@ class ObjectFactory {
 
 using IdList = std::vector<std::string>;
 
+// A definition as listings show it: the record's header, the first bytes
+// of its body (where the contained header begins), its absolute name and
+// the number of its direct children.  Carries no servant.
+struct StoreSummary {
+  std::int64_t seq = 0;  // the record's position in creation order
+  int kind = 0;
+  std::string name;
+  std::string id;
+  std::string parent;  // empty for the root
+  // "::A::B": the names from the top level down (the root's own name is
+  // not part of it).
+  std::string absolute_name;
+  std::vector<std::uint8_t> body_head;  // at most kSummaryHeadBytes
+  std::uint64_t children = 0;
+};
+constexpr std::size_t kSummaryHeadBytes = 64;
+
+// What IRSearch matches.
+struct StoreSearch {
+  std::string pattern;     // a GLOB pattern
+  std::vector<int> kinds;  // accepted kinds; empty (or dk_all) for all
+  bool match_ids = false;  // match the id instead of the name
+  bool ignore_case = false;
+  std::string scope;  // below this container only; empty: everywhere
+};
+
+// A link that leaves a subtree: `user` (outside) refers to `used` (inside).
+struct StoreOutsideRef {
+  std::int64_t user_seq = 0;
+  std::string used;
+};
+
+using SeqList = std::vector<std::int64_t>;
+
 struct StoreRecord {
   std::string id;
   int kind = 0;
@@ -77,19 +112,20 @@ class IRStore {
  public:
   // Failure codes carried by Exception.
   enum Code {
-    kDuplicateId = 1,  // a record with that key exists already
+    kDuplicateId = 1,   // a record with that key exists already
     kNoSuchRecord = 2,  // no record with that key
-    kBadState = 3,     // update or transaction protocol violated
-    kNotChanged = 4,   // an operation found nothing to change
+    kBadState = 3,      // update or transaction protocol violated
+    kNotChanged = 4,    // an operation found nothing to change
     kStoreFailure = 5,  // the database failed (I/O, damaged, full)
     kNoMemory = 6,
-    kBusy = 7,         // the database is locked by another process
-    kReadOnly = 9,     // a change was attempted on a read-only store
+    kBusy = 7,      // the database is locked by another process
+    kReadOnly = 9,  // a change was attempted on a read-only store
   };
 
   class Exception {
    public:
-    Exception(int code, std::string text) : code_(code), text_(std::move(text)) {}
+    Exception(int code, std::string text)
+        : code_(code), text_(std::move(text)) {}
     int code() const { return code_; }
     const std::string& text() const { return text_; }
 
@@ -183,10 +219,30 @@ class IRStore {
                                const std::vector<int>& kinds, bool match_ids,
                                const StoreHandle* scope) = 0;
 
+  // --- bulk listings (for clients that show many definitions at once) ---
+  // The positions of the direct children of `container`, in creation
+  // order; kNoSuchRecord when there is no such record.
+  virtual SeqList IRChildSeqs(const StoreHandle& container) = 0;
+  // The positions of the records that `search` matches, in creation
+  // order (the root never matches); kNoSuchRecord for an unknown scope.
+  virtual SeqList IRSearch(const StoreSearch& search) = 0;
+  // The summaries of the records at these positions, in creation order
+  // (positions without a record are left out).  One query for the
+  // records and one for all their ancestors, whatever the number.
+  virtual std::vector<StoreSummary> IRSummaries(const SeqList& seqs) = 0;
+  // The number of records of each kind present, the root left out,
+  // ordered by kind.
+  virtual std::vector<std::pair<int, std::uint64_t>> IRCountKinds() = 0;
+  // The links from a record outside the subtree of `h` to a record in it,
+  // each (user, used) pair once, oldest user first, then by the used
+  // record's position; kNoSuchRecord when `h` does not exist.
+  virtual std::vector<StoreOutsideRef> IROutsideRefs(const StoreHandle& h) = 0;
+
   // --- links ------------------------------------------------------------
   virtual void IRAddUse(const StoreHandle& user, const StoreHandle& used) = 0;
   // Removes one use link (nothing when there is none).
-  virtual void IRRemoveUse(const StoreHandle& user, const StoreHandle& used) = 0;
+  virtual void IRRemoveUse(const StoreHandle& user,
+                           const StoreHandle& used) = 0;
   // Appends an inheritance link after the existing ones.
   virtual void IRAddInherit(const StoreHandle& derived,
                             const StoreHandle& base) = 0;
@@ -203,6 +259,17 @@ class IRStore {
   // Removes the record, everything below it and every link from or to
   // any of them.
   virtual void IRRemove(const StoreHandle& h) = 0;
+
+  // --- maintenance --------------------------------------------------------
+  // The number of definitions: every record but the root's.  A cheap read
+  // that proves the store answers (health checks).
+  virtual long long IRCountDefinitions() = 0;
+  // Writes a consistent copy of the committed state of the database into
+  // the new file `path` (allowed on a read-only store).  The copy appears
+  // under its name only once complete.  kDuplicateId when `path` exists,
+  // kBadState while a user transaction or an update is open,
+  // kStoreFailure when the copy cannot be written.
+  virtual void IRBackup(const std::string& path) = 0;
 };
 
 #endif
