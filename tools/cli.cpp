@@ -232,16 +232,16 @@ std::string repository_url(const std::string& ir) {
       R"(^(\[[0-9A-Fa-f:.]+\]|[A-Za-z0-9._-]+):([0-9]{1,5})$)");
   static const std::regex corbaloc_no_key(
       R"(^corbaloc:(iiop)?:(\[[0-9A-Fa-f:.]+\]|[A-Za-z0-9._-]+)(:[0-9]{1,5})?/?$)");
-  if (std::regex_match(ir, host_port))
-    return "corbaloc::" + ir + "/InterfaceRepository";
+  if (ir.compare(0, 4, "IOR:") == 0 || ir.compare(0, 10, "corbaname:") == 0)
+    return ir;
   if (std::regex_match(ir, corbaloc_no_key)) {
     std::string url = ir;
     if (url.back() == '/') url.pop_back();
     return url + "/InterfaceRepository";
   }
-  if (ir.compare(0, 9, "corbaloc:") == 0 || ir.compare(0, 4, "IOR:") == 0 ||
-      ir.compare(0, 10, "corbaname:") == 0)
-    return ir;
+  if (ir.compare(0, 9, "corbaloc:") == 0) return ir;
+  if (std::regex_match(ir, host_port))
+    return "corbaloc::" + ir + "/InterfaceRepository";
   throw UsageError("--ir " + ir +
                    ": not a repository address (host:port, a corbaloc URL "
                    "or an IOR)");
@@ -274,10 +274,12 @@ ParseOutcome parse_command_line(int argc, char** argv, CommandLine* out) {
   std::string output = "text";
   app.add_option("--ir", out->global.ir,
                  "the repository: host:port, corbaloc URL or IOR")
-      ->type_name("URL");
+      ->type_name("URL")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_option("-o,--output", output,
                  "text (the default) or json: one JSON document per run")
       ->type_name("FORMAT")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)
       ->check(CLI::IsMember({"text", "json"}));
 
   std::map<std::string, CLI::App*> cmd;
