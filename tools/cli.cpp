@@ -7,6 +7,7 @@
 #include "client/corba_text.h"
 #include "client/repository_session.h"
 #include "client/suggest.h"
+#include "platform/version.h"
 
 namespace {
 
@@ -268,6 +269,8 @@ ParseOutcome parse_command_line(int argc, char** argv, CommandLine* out) {
   CLI::App app{kDescription, "irctl"};
   app.formatter(std::make_shared<UsageFormatter>());
   app.set_help_flag("-h,--help", "print this help and exit");
+  app.set_version_flag("--version", "irctl " + ir_version_text(),
+                       "print irctl's version and exit");
   app.fallthrough();
   app.require_subcommand(1);
   app.footer(footer_text());
@@ -392,6 +395,9 @@ ParseOutcome parse_command_line(int argc, char** argv, CommandLine* out) {
       throw UsageError("--force goes with --replace");
     if (out->command == "feed" && feed.check && feed.replace)
       throw UsageError("--check changes nothing: it excludes --replace");
+  } catch (const CLI::CallForVersion& e) {
+    outcome.action = ParseOutcome::kPrint;
+    outcome.text = std::string(e.what()) + "\n";
   } catch (const CLI::CallForHelp&) {
     outcome.action = ParseOutcome::kPrint;
     const auto& chosen = app.get_subcommands();

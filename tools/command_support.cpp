@@ -1,6 +1,7 @@
 #include "command_support.h"
 
 #include "client/corba_text.h"
+#include "client/definition_json.h"
 #include "client/suggest.h"
 
 void CommandContext::print_json(const nlohmann::json& doc) const {
@@ -59,6 +60,25 @@ std::string Table::format(const std::vector<std::string>& row) const {
 
 void Table::print(std::ostream& out) const {
   for (const auto& row : rows_) out << format(row) << "\n";
+}
+
+void print_json_rows(CommandContext& ctx, const nlohmann::json& head,
+                     const std::string& key,
+                     const std::vector<DefinitionSummary>& rows) {
+  std::string text = head.dump();
+  text.pop_back();  // the closing brace
+  if (text.size() > 1) text += ",";
+  text += nlohmann::json(key).dump() + ":[";
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    text += i ? ",\n" : "\n";
+    text += summary_json(rows[i]).dump();
+    if (text.size() > (1u << 20)) {
+      ctx.out << text;
+      text.clear();
+    }
+  }
+  text += "\n]}";
+  ctx.out << text << std::endl;
 }
 
 void print_summaries(CommandContext& ctx,

@@ -39,6 +39,13 @@ class Table {
   std::vector<std::size_t> widths_;
 };
 
+// Prints `head` with `rows` (as summary_json) under `key` as one JSON
+// document, a row per line, without building the whole document first:
+// listings of a whole repository stay quick and small.
+void print_json_rows(CommandContext& ctx, const nlohmann::json& head,
+                     const std::string& key,
+                     const std::vector<DefinitionSummary>& rows);
+
 // "Interface  ::A::B  IDL:A/B:1.0": rows of definitions with their kind,
 // scoped name and id (find, refs, children).
 void print_summaries(CommandContext& ctx,

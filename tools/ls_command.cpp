@@ -53,12 +53,11 @@ int ls_command(CommandContext& ctx, const LsOptions& o) {
                   : listing.children(container_id, container_name);
 
   if (ctx.json) {
-    nlohmann::json defs = nlohmann::json::array();
-    for (const DefinitionSummary& s : rows) defs.push_back(summary_json(s));
-    ctx.print_json(
+    print_json_rows(
+        ctx,
         {{"container", {{"name", container_name}, {"id", container_id}}},
-         {"recursive", o.recursive},
-         {"definitions", defs}});
+         {"recursive", o.recursive}},
+        "definitions", rows);
     return 0;
   }
 

@@ -52,7 +52,7 @@ int find_command(CommandContext& ctx, const FindOptions& o) {
   RepositoryListing listing(ctx.session.repo());
   std::vector<DefinitionSummary> found = listing.search(q);
   if (ctx.json)
-    ctx.print_json({{"pattern", o.pattern}, {"matches", rows_json(found)}});
+    print_json_rows(ctx, {{"pattern", o.pattern}}, "matches", found);
   else
     print_summaries(ctx, found);
   // Like grep: 1 when nothing matched.

@@ -2,6 +2,8 @@
 
 #include <fnmatch.h>
 
+#include <cstring>
+
 #include "client/corba_text.h"
 #include "client/definition_view.h"
 #include "client/description_fields.h"
@@ -36,7 +38,33 @@ bool kind_wanted(const std::string& kinds, CORBA::DefinitionKind kind) {
   return false;
 }
 
+// True for the MARSHAL of a reply larger than the client's or the
+// server's message size limit.
+bool too_large(const CORBA::MARSHAL& e) {
+  const char* words = e.NP_minorString();
+  return words && std::strstr(words, "MessageSizeExceedLimit") != nullptr;
+}
+
 }  // namespace
+
+template <class Fetch>
+void RepositoryListing::read_pages(Fetch fetch,
+                                   std::vector<DefinitionSummary>* out) {
+  CORBA::ULong offset = 0;
+  while (true) {
+    IRExt::ExtPage_var page;
+    try {
+      page = fetch(offset, page_size_);
+    } catch (const CORBA::MARSHAL& e) {
+      // A server with a smaller message limit: smaller pages.
+      if (!too_large(e) || page_size_ <= kSmallestPage) throw;
+      page_size_ /= 10;
+      continue;
+    }
+    if (!take_page(page.in(), offset, out)) break;
+    offset += page->items.length();
+  }
+}
 
 DefinitionSummary summary_of(const IRExt::ExtSummary& row) {
   DefinitionSummary s;
@@ -73,13 +101,11 @@ std::vector<DefinitionSummary> RepositoryListing::children(
   if (bulk_) {
     std::vector<DefinitionSummary> out;
     try {
-      CORBA::ULong offset = 0;
-      while (true) {
-        IRExt::ExtPage_var page =
-            ext_->ext_list(container.c_str(), offset, kPageSize);
-        if (!take_page(page.in(), offset, &out)) break;
-        offset += page->items.length();
-      }
+      read_pages(
+          [&](CORBA::ULong offset, CORBA::ULong limit) {
+            return ext_->ext_list(container.c_str(), offset, limit);
+          },
+          &out);
       return out;
     } catch (const CORBA::SystemException& e) {
       if (!is_not_offered(e)) throw;
@@ -163,14 +189,13 @@ bool RepositoryListing::bulk_search(const SearchQuery& q,
                                     std::vector<DefinitionSummary>* out) {
   if (!bulk_) return false;
   try {
-    CORBA::ULong offset = 0;
-    while (true) {
-      IRExt::ExtPage_var page =
-          ext_->ext_search(q.pattern.c_str(), q.scope.c_str(), q.match_ids,
-                           q.ignore_case, q.kinds.c_str(), offset, kPageSize);
-      if (!take_page(page.in(), offset, out)) break;
-      offset += page->items.length();
-    }
+    read_pages(
+        [&](CORBA::ULong offset, CORBA::ULong limit) {
+          return ext_->ext_search(q.pattern.c_str(), q.scope.c_str(),
+                                  q.match_ids, q.ignore_case, q.kinds.c_str(),
+                                  offset, limit);
+        },
+        out);
     return true;
   } catch (const CORBA::SystemException& e) {
     if (!is_not_offered(e)) throw;
