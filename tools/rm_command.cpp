@@ -2,6 +2,7 @@
 // removals that would leave definitions outside them referring to
 // nothing.
 #include <algorithm>
+#include <memory>
 #include <set>
 
 #include "client/corba_text.h"
@@ -11,6 +12,7 @@
 #include "command_support.h"
 #include "commands.h"
 #include "feed_plan.h"
+#include "feed_support.h"
 #include "idl_parser.h"
 #include "irext.hh"
 #include "request_tracker.h"
@@ -39,25 +41,30 @@ class Removal {
   Removal(CommandContext& ctx, RepositoryListing& listing)
       : ctx_(ctx), listing_(listing) {}
 
-  // Adds `ref` unless it lies inside a target already added (or is one).
-  void add(CORBA::Contained_ptr ref) {
-    CORBA::String_var name = ref->absolute_name();
-    for (const Target& t : targets_)
-      if (is_within(name.in(), t.def.name)) return;
+  // The target of `ref`, read from the repository (four calls).
+  Target target_of(CORBA::Contained_ptr ref) {
     Target t;
     t.ref = CORBA::Contained::_duplicate(ref);
+    CORBA::String_var name = ref->absolute_name();
     CORBA::String_var id = ref->id();
     t.def = DefinitionRef{id.in(), name.in()};
     t.kind = ref->def_kind();
     if (is_container_kind(t.kind))
       t.inside = listing_.count_below(ref, t.def.id);
+    return t;
+  }
+
+  // Adds `t` unless it lies inside a target already added (or is one).
+  void add(Target t) {
+    for (const Target& old : targets_)
+      if (is_within(t.def.name, old.def.name)) return;
     // A target inside the new one is part of it now.
     targets_.erase(std::remove_if(targets_.begin(), targets_.end(),
                                   [&](const Target& old) {
                                     return is_within(old.def.name, t.def.name);
                                   }),
                    targets_.end());
-    targets_.push_back(t);
+    targets_.push_back(std::move(t));
   }
 
   bool empty() const { return targets_.empty(); }
@@ -68,22 +75,28 @@ class Removal {
     return false;
   }
 
-  // The uses of the targets from definitions that are neither targets nor
-  // below one, nor below one of `also_gone` (scoped names removed by an
-  // earlier step of the same run), nor among `run_ids` (the ids of what
-  // the whole run removes).
+  // Asks the repository what uses the targets from outside them (a call
+  // per target).
+  void collect_uses() {
+    uses_.clear();
+    for (const Target& t : targets_)
+      for (const OutsideUse& use : outside_uses(ctx_.session.repo(), t.ref))
+        uses_.push_back(use);
+  }
+
+  // The uses collected of the targets from definitions that are neither
+  // targets nor below one, nor below one of `also_gone` (scoped names
+  // removed by an earlier step of the same run), nor among `run_ids` (the
+  // ids of what the whole run removes).
   std::vector<Dangling> dangling(const std::vector<std::string>& also_gone,
-                                 const std::set<std::string>& run_ids) {
+                                 const std::set<std::string>& run_ids) const {
     std::vector<Dangling> out;
-    for (const Target& t : targets_) {
-      for (const OutsideUse& use : outside_uses(ctx_.session.repo(), t.ref)) {
-        if (covers(use.user.scoped_name) || run_ids.count(use.user.id))
-          continue;
-        bool gone = false;
-        for (const std::string& g : also_gone)
-          gone = gone || is_within(use.user.scoped_name, g);
-        if (!gone) out.push_back({use.user, {use.used_id, use.used_name}});
-      }
+    for (const OutsideUse& use : uses_) {
+      if (covers(use.user.scoped_name) || run_ids.count(use.user.id)) continue;
+      bool gone = false;
+      for (const std::string& g : also_gone)
+        gone = gone || is_within(use.user.scoped_name, g);
+      if (!gone) out.push_back({use.user, {use.used_id, use.used_name}});
     }
     return out;
   }
@@ -104,6 +117,7 @@ class Removal {
   CommandContext& ctx_;
   RepositoryListing& listing_;
   std::vector<Target> targets_;
+  std::vector<OutsideUse> uses_;
   std::string step_;
 };
 
@@ -299,12 +313,14 @@ int remove_names(CommandContext& ctx, const RmOptions& o) {
                 name + ": the built-in Object interface cannot be removed");
       return 1;
     }
-    removal.add(c);
+    removal.add(removal.target_of(c));
   }
   RmReport report(ctx, o);
   int count = 0;
   bool ok = false;
   try {
+    removal.set_step("asking what uses what is removed");
+    removal.collect_uses();
     std::vector<std::string> gone;
     ok = carry_out(ctx, o, report, removal, listing, &gone, {}, {}, &count);
   } catch (const CORBA::Exception& e) {
@@ -316,67 +332,76 @@ int remove_names(CommandContext& ctx, const RmOptions& o) {
   return ok ? 0 : 1;
 }
 
-int remove_files(CommandContext& ctx, const RmOptions& o) {
-  IdlParseOptions options;
-  options.include_dirs = o.input.include_dirs;
-  options.defines = o.input.defines;
-  options.include_deps = o.input.include_deps;
-  IdlParseResult parse;
-  try {
-    parse = parse_idl(o.files, options);
-  } catch (const std::exception& e) {
-    ctx.error("rm", e.what());
-    return 1;
+// One file's removal, prepared from its records and the repository.
+struct FilePlan {
+  std::string path;
+  std::unique_ptr<Removal> removal;
+  std::vector<CORBA::Contained_var> modules;  // innermost first
+  int missing = 0;    // definitions of the file not in the repository
+  std::string error;  // a call that failed while preparing
+};
+
+// Prepares the removal of each file as soon as omniidl has printed its
+// tree, while omniidl goes on with the next files: the lookups and the
+// questions about users cost nothing then.  Nothing is removed here.
+class RemovalPreparer : public IdlParseListener {
+ public:
+  RemovalPreparer(CommandContext& ctx, RepositoryListing& listing,
+                  const std::map<std::string, std::string>& given,
+                  bool include_deps)
+      : ctx_(ctx),
+        listing_(listing),
+        given_(given),
+        include_deps_(include_deps) {}
+
+  void tree_done(IdlRecords& records, std::size_t tree) override {
+    for (int f : tree_files(records.trees[tree], include_deps_)) {
+      const std::string& where = records.files[f].location;
+      if (plans_.count(where)) continue;
+      plans_[where] = prepare(records, records.trees[tree], f);
+    }
   }
-  RmReport report(ctx, o);
-  int failed = 0;
-  for (const IdlParseFailure& f : parse.failures) {
-    ctx.err << f.message << std::endl;
-    ctx.error("rm",
-              f.file + ": omniidl refused the file; nothing of it was removed");
-    report.file({{"path", f.file}, {"status", "refused"}, {"removed", 0}});
-    ++failed;
+  void file_refused(const IdlParseFailure&) override {}
+
+  // The plan of the file at `location` (nullptr when none was made).
+  FilePlan* plan(const std::string& location) {
+    auto it = plans_.find(location);
+    return it == plans_.end() ? nullptr : &it->second;
   }
-  std::map<std::string, std::string> given;
-  for (const std::string& f : o.files) given.emplace(canonical_path(f), f);
-  RepositoryListing listing(ctx.session.repo());
-  std::vector<std::string> gone;  // scoped names removed by earlier files
-  std::vector<FeedStep> plan = plan_feed(parse.records, options.include_deps);
-  std::reverse(plan.begin(), plan.end());
-  // Definitions of any file of the run may use each other (forward
-  // declarations make cycles between files): none of them counts as a
-  // user left behind.
-  std::set<std::string> run_ids;
-  std::set<std::pair<int, int>> planned;
-  for (const FeedStep& step : plan) planned.insert({step.tree, step.file});
-  for (std::size_t t = 0; t < parse.records.trees.size(); ++t)
-    for (const TreeItem& item : parse.records.trees[t].items)
-      if (!item.is_end && item.def.kind != DefKind::kForward &&
-          planned.count({static_cast<int>(t), item.file}))
-        run_ids.insert(item.def.id);
-  for (const FeedStep& step : plan) {
-    const IdlRecords& records = parse.records;
-    const IdlTree& tree = records.trees[step.tree];
-    const IdlFile& file = records.files[step.file];
-    auto named = given.find(file.location);
-    std::string path = named == given.end() ? file.path : named->second;
+
+ private:
+  FilePlan prepare(const IdlRecords& records, const IdlTree& tree, int file) {
+    FilePlan plan;
+    const IdlFile& f = records.files[file];
+    auto named = given_.find(f.location);
+    plan.path = named == given_.end() ? f.path : named->second;
+    plan.removal = std::make_unique<Removal>(ctx_, listing_);
 
     std::map<std::string, const DefRecord*> by_id;
     std::set<std::string> full;
+    // The number of definitions of the file below each of its containers.
+    std::map<std::string, long> inside;
+    std::vector<std::string> open;
     for (const TreeItem& item : tree.items) {
-      if (item.is_end) continue;
+      if (item.is_end) {
+        if (!open.empty()) open.pop_back();
+        continue;
+      }
       by_id.emplace(item.def.id, &item.def);
       if (item.def.kind != DefKind::kForward) {
         by_id[item.def.id] = &item.def;
         full.insert(item.def.id);
+        if (item.file == file)
+          for (const std::string& c : open) ++inside[c];
       }
+      if (def_kind_is_container(item.def.kind)) open.push_back(item.def.id);
     }
     // The file's units (definitions directly in a module or at the top),
     // latest first; its modules, innermost first.
     std::vector<const DefRecord*> units, forwards;
     std::vector<std::string> modules;
     for (auto it = tree.items.rbegin(); it != tree.items.rend(); ++it) {
-      if (it->is_end || it->file != step.file) continue;
+      if (it->is_end || it->file != file) continue;
       const DefRecord& d = it->def;
       if (!d.container.empty()) {
         auto parent = by_id.find(d.container);
@@ -398,43 +423,117 @@ int remove_files(CommandContext& ctx, const RmOptions& o) {
                               scoped_name_in(by_id, b).size();
                      });
 
-    Removal removal(ctx, listing);
-    int missing = 0, count = 0;
-    bool ok = false;
+    Removal& removal = *plan.removal;
+    // What a target holds is known from the file's records.
+    auto target = [&](const DefRecord* d, CORBA::Contained_ptr c) {
+      Target t;
+      t.ref = CORBA::Contained::_duplicate(c);
+      t.def = DefinitionRef{d->id, scoped_name_in(by_id, d->id)};
+      t.kind = repository_kind(*d);
+      t.inside = inside[d->id];
+      return t;
+    };
     try {
-      CORBA::Repository_ptr repo = ctx.session.repo();
+      CORBA::Repository_ptr repo = ctx_.session.repo();
       for (const DefRecord* d : units) {
         removal.set_step("looking up " + scoped_name_in(by_id, d->id));
         CORBA::Contained_var c = repo->lookup_id(d->id.c_str());
         if (CORBA::is_nil(c))
-          ++missing;
+          ++plan.missing;
         else
-          removal.add(c);
+          removal.add(target(d, c));
       }
       // A forward declaration alone left an empty interface or value.
       for (const DefRecord* d : forwards) {
         removal.set_step("looking up " + scoped_name_in(by_id, d->id));
         CORBA::Contained_var c = repo->lookup_id(d->id.c_str());
         if (CORBA::is_nil(c)) continue;
-        CORBA::Container_var inside = CORBA::Container::_unchecked_narrow(c);
+        CORBA::Container_var holder = CORBA::Container::_unchecked_narrow(c);
         CORBA::ContainedSeq_var contents =
-            inside->contents(CORBA::dk_all, true);
-        if (contents->length() == 0) removal.add(c);
+            holder->contents(CORBA::dk_all, true);
+        if (contents->length() == 0) removal.add(target(d, c));
       }
-      std::vector<CORBA::Contained_var> module_refs;
       for (const std::string& id : modules) {
         CORBA::Contained_var m = repo->lookup_id(id.c_str());
-        if (!CORBA::is_nil(m)) module_refs.push_back(m);
+        if (!CORBA::is_nil(m)) plan.modules.push_back(m);
       }
-      ok = carry_out(ctx, o, report, removal, listing, &gone, run_ids,
-                     module_refs, &count);
+      removal.set_step("asking what uses what is removed");
+      removal.collect_uses();
     } catch (const CORBA::Exception& e) {
-      ctx.error("rm", path + ": " + removal.step() + ": " + failure_text(e) +
-                          "; nothing of the file was removed");
+      plan.error = removal.step() + ": " + failure_text(e);
+    }
+    return plan;
+  }
+
+  CommandContext& ctx_;
+  RepositoryListing& listing_;
+  const std::map<std::string, std::string>& given_;
+  bool include_deps_;
+  std::map<std::string, FilePlan> plans_;  // by file location
+};
+
+int remove_files(CommandContext& ctx, const RmOptions& o) {
+  IdlParseOptions options;
+  options.include_dirs = o.input.include_dirs;
+  options.defines = o.input.defines;
+  options.include_deps = o.input.include_deps;
+  std::map<std::string, std::string> given;
+  for (const std::string& f : o.files) given.emplace(canonical_path(f), f);
+  RepositoryListing listing(ctx.session.repo());
+  RemovalPreparer preparer(ctx, listing, given, options.include_deps);
+  IdlParseResult parse;
+  try {
+    parse = parse_idl(o.files, options, &preparer);
+  } catch (const std::exception& e) {
+    ctx.error("rm", e.what());
+    return 1;
+  }
+  RmReport report(ctx, o);
+  int failed = 0;
+  for (const IdlParseFailure& f : parse.failures) {
+    ctx.err << f.message << std::endl;
+    ctx.error("rm",
+              f.file + ": omniidl refused the file; nothing of it was removed");
+    report.file({{"path", f.file}, {"status", "refused"}, {"removed", 0}});
+    ++failed;
+  }
+  std::vector<std::string> gone;  // scoped names removed by earlier files
+  std::vector<FeedStep> plan = plan_feed(parse.records, options.include_deps);
+  std::reverse(plan.begin(), plan.end());
+  // Definitions of any file of the run may use each other (forward
+  // declarations make cycles between files): none of them counts as a
+  // user left behind.
+  std::set<std::string> run_ids;
+  std::set<std::pair<int, int>> planned;
+  for (const FeedStep& step : plan) planned.insert({step.tree, step.file});
+  for (std::size_t t = 0; t < parse.records.trees.size(); ++t)
+    for (const TreeItem& item : parse.records.trees[t].items)
+      if (!item.is_end && item.def.kind != DefKind::kForward &&
+          planned.count({static_cast<int>(t), item.file}))
+        run_ids.insert(item.def.id);
+  for (const FeedStep& step : plan) {
+    FilePlan* file = preparer.plan(parse.records.files[step.file].location);
+    if (!file) continue;
+    int count = 0;
+    bool ok = false;
+    std::string error = file->error;
+    if (error.empty()) {
+      try {
+        ok = carry_out(ctx, o, report, *file->removal, listing, &gone, run_ids,
+                       file->modules, &count);
+      } catch (const CORBA::Exception& e) {
+        error = file->removal->step() + ": " + failure_text(e);
+      }
+    }
+    const std::string& path = file->path;
+    if (!error.empty()) {
+      ctx.error("rm",
+                path + ": " + error + "; nothing of the file was removed");
       report.file({{"path", path}, {"status", "failed"}, {"removed", 0}});
       ++failed;
       continue;
     }
+    int missing = file->missing;
     if (missing)
       ctx.error("rm", "warning: " + count_text(missing, "definition") + " of " +
                           path + (missing == 1 ? " was" : " were") +
