@@ -532,6 +532,63 @@ TEST_F(IrctlE2E, BrowseCommandsShowTheRepository) {
             "};\n");
 }
 
+// idl NAME --with-deps: NAME and everything it needs from elsewhere,
+// each whole, and nothing else; omniidl compiles it on its own.
+TEST_F(IrctlE2E, IdlWithDepsCompilesOnItsOwn) {
+  feed_ok({idl_file("deps.idl", R"(
+module Base {
+  struct Point { long x; long y; };
+  typedef sequence<Point> Points;
+  exception Bad { string why; };
+  interface Shape { Points corners(); };
+  interface Unrelated {};
+};
+module Other { struct Unused { long z; }; };
+module Use {
+  interface Canvas : ::Base::Shape {
+    typedef ::Base::Point Origin;
+    void draw(in ::Base::Points p) raises (::Base::Bad);
+  };
+};
+)")});
+  struct Row {
+    const char* name;
+    std::vector<std::string> present;
+    std::vector<std::string> absent;
+  };
+  const Row rows[] = {
+      {"::Use::Canvas",
+       {"struct Point", "typedef sequence<::Base::Point> Points",
+        "exception Bad", "interface Shape", "interface Canvas : ::Base::Shape"},
+       {"Unrelated", "Other", "Unused"}},
+      // A definition inside an interface brings the whole interface.
+      {"::Use::Canvas::Origin",
+       {"interface Canvas", "void draw(", "interface Shape"},
+       {"Unrelated", "Other"}},
+      {"::Base::Point", {"struct Point"}, {"Shape", "Canvas", "Unrelated"}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ProcessResult r = irctl({"idl", "--with-deps", row.name});
+    ASSERT_EQ(r.status(), 0) << r.describe();
+    for (const std::string& p : row.present)
+      EXPECT_TRUE(contains(r.out, p)) << p << " missing in " << r.out;
+    for (const std::string& a : row.absent)
+      EXPECT_FALSE(contains(r.out, a)) << a << " present in " << r.out;
+    std::string path = server_.dir() + "/with_deps.idl";
+    write_text(path, r.out);
+    TempDir out;
+    ProcessResult check =
+        run_process({"omniidl", "-bcxx", "-C" + out.path(), path});
+    EXPECT_EQ(check.status(), 0) << check.describe() << "\n" << r.out;
+  }
+  // Without --with-deps the same definition does not compile alone.
+  ProcessResult alone = irctl({"idl", "::Use::Canvas"});
+  std::string path = server_.dir() + "/alone.idl";
+  write_text(path, alone.out);
+  EXPECT_NE(run_process({"omniidl", path}).status(), 0) << alone.out;
+}
+
 // --- IDL out and back in
 // -----------------------------------------------------------
 
