@@ -7,9 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "client/corba_text.h"
 #include "command_line.h"
 #include "commands.h"
-#include "client/corba_text.h"
+#include "platform/version.h"
 
 namespace {
 
@@ -69,6 +70,10 @@ int main(int argc, char** argv) {
     const std::string& a = args[i];
     if (a == "--help" || a == "-h") {
       std::cout << usage_text("");
+      return 0;
+    }
+    if (a == "--version") {
+      std::cout << "irctl " << ir_version_text() << std::endl;
       return 0;
     }
     if (a == "--ir") {
