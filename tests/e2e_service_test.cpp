@@ -756,3 +756,54 @@ TEST_F(IrServerE2E, TellsSystemdWhenReadyAndWhenStopping) {
 }
 
 }  // namespace
+
+namespace {
+
+// omniORB's SSL transport, loaded because the endpoint asks for it: the
+// ready line shows the ssliop URL, irctl reaches the server through it,
+// and the writers list applies to SSL clients like to any other.
+TEST_F(IrServerE2E, ServesOverSslWhenTheEndpointAsksForIt) {
+  TempDir dir;
+  std::string key = dir.file("server.pem"), cert = dir.file("cert.pem");
+  ProcessResult made = run_process(
+      {"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+       key, "-out", cert, "-days", "2", "-subj", "/CN=127.0.0.1"});
+  ASSERT_EQ(made.status(), 0) << made.describe();
+  write_text(key, read_file(key) + read_file(cert));
+  int port = free_tcp_port();
+  std::vector<std::string> ssl = {"-ORBsslKeyFile",     key,
+                                  "-ORBsslKeyPassword", "unused",
+                                  "-ORBsslCAFile",      cert};
+  std::vector<std::string> argv = {
+      irserver_path(), "--db", dir.file("ir.db"), "--endpoint",
+      "giop:ssl:127.0.0.1:" + std::to_string(port)};
+  argv.insert(argv.end(), ssl.begin(), ssl.end());
+  pid_t pid = spawn_to_files(argv, dir.file("out"), dir.file("err"));
+  ASSERT_GT(pid, 0);
+  std::string problem;
+  std::string ready = first_line(dir.file("out"), pid, 20000, &problem);
+  std::string url = "corbaloc:ssliop:127.0.0.1:" + std::to_string(port) +
+                    "/InterfaceRepository";
+  EXPECT_EQ(ready,
+            "irserver: ready " + url + " (database " + dir.file("ir.db") + ")")
+      << problem;
+  EXPECT_EQ(read_file(dir.file("err")), "");
+
+  write_text(dir.file("s.idl"), "module OverSsl { struct P { long x; }; };\n");
+  auto irctl_ssl = [&](const std::vector<std::string>& args) {
+    std::vector<std::string> cmd = {irctl_path(), "--ir", url};
+    cmd.insert(cmd.end(), ssl.begin(), ssl.end());
+    cmd.insert(cmd.end(), args.begin(), args.end());
+    return run_process(cmd);
+  };
+  ProcessResult fed = irctl_ssl({"feed", dir.file("s.idl")});
+  EXPECT_EQ(fed.status(), 0) << fed.describe();
+  ProcessResult listed = irctl_ssl({"ls"});
+  EXPECT_EQ(listed.status(), 0) << listed.describe();
+  EXPECT_NE(listed.out.find("OverSsl"), std::string::npos) << listed.out;
+  kill(pid, SIGTERM);
+  ProcessResult end = wait_for_process(pid, 20000);
+  EXPECT_EQ(end.status(), 0) << end.describe();
+}
+
+}  // namespace

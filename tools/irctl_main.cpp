@@ -10,6 +10,7 @@
 #include "client/corba_text.h"
 #include "command_line.h"
 #include "commands.h"
+#include "platform/ssl_transport.h"
 #include "platform/version.h"
 
 namespace {
@@ -102,6 +103,13 @@ int main(int argc, char** argv) {
     }
   }
 
+  std::vector<std::string> ssl_args = orb_args;
+  ssl_args.push_back(url);
+  std::string ssl_error = KALDLoadSslTransport(ssl_args);
+  if (!ssl_error.empty()) {
+    std::cerr << "irctl: " << ssl_error << std::endl;
+    return 1;
+  }
   std::vector<char*> orb_argv;
   for (std::string& a : orb_args) orb_argv.push_back(&a[0]);
   orb_argv.push_back(nullptr);
