@@ -64,7 +64,7 @@ namespace {
 
 const char kMainUsage[] =
     "Usage: irctl [--ir URL] [-ORB<option> <value>]... COMMAND [ARGS]\n"
-    "       irctl --help | irctl COMMAND --help\n"
+    "       irctl --help | irctl --version | irctl COMMAND --help\n"
     "\n"
     "Feeds IDL into an interface repository, removes it, browses the\n"
     "repository and prints it back as IDL.\n"

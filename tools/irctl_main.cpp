@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "client/corba_text.h"
 #include "command_line.h"
 #include "commands.h"
-#include "client/corba_text.h"
+#include "platform/ssl_transport.h"
+#include "platform/version.h"
 
 namespace {
 
@@ -71,6 +73,10 @@ int main(int argc, char** argv) {
       std::cout << usage_text("");
       return 0;
     }
+    if (a == "--version") {
+      std::cout << "irctl " << ir_version_text() << std::endl;
+      return 0;
+    }
     if (a == "--ir") {
       if (i + 1 >= args.size()) return usage_error("", "--ir needs a URL");
       url = args[++i];
@@ -97,6 +103,13 @@ int main(int argc, char** argv) {
     }
   }
 
+  std::vector<std::string> ssl_args = orb_args;
+  ssl_args.push_back(url);
+  std::string ssl_error = KALDLoadSslTransport(ssl_args);
+  if (!ssl_error.empty()) {
+    std::cerr << "irctl: " << ssl_error << std::endl;
+    return 1;
+  }
   std::vector<char*> orb_argv;
   for (std::string& a : orb_args) orb_argv.push_back(&a[0]);
   orb_argv.push_back(nullptr);
