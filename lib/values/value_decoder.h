@@ -1,0 +1,77 @@
+// The CDR of IDL values to JSON, by TypeCode (the reading half of the
+// JSON mapping; lib/values/README.md gives the rules).
+#ifndef IR_VALUES_VALUE_DECODER_H
+#define IR_VALUES_VALUE_DECODER_H
+
+#include <omniORB4/CORBA.h>
+#include <omniORB4/cdrStream.h>
+
+#include <climits>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string>
+
+#include "values/type_resolver.h"
+
+// Reads one value from a CDR memory stream.  Value types that are shared
+// or cyclic come out once, with "@id": N, and every further occurrence is
+// {"@ref": N}; values referred to once carry no "@id".  Not thread-safe.
+class ValueDecoder {
+ public:
+  // `resolver` (may be null) names types in the output and finds the
+  // TypeCodes of value types more derived than the declared ones.
+  ValueDecoder(CORBA::ORB_ptr orb, TypeResolver* resolver, cdrMemoryStream& in);
+  ValueDecoder(const ValueDecoder&) = delete;
+  ValueDecoder& operator=(const ValueDecoder&) = delete;
+
+  // The value of type `tc` at the stream's read position.  Throws
+  // ValueError (path relative to `path`) for data that has no JSON form
+  // (a custom-marshalled value, a value type the resolver does not know)
+  // and CORBA::MARSHAL for data that ends too soon or is malformed.
+  nlohmann::json read(CORBA::TypeCode_ptr tc, const std::string& path = "");
+
+ private:
+  nlohmann::json value(CORBA::TypeCode_ptr tc);
+  nlohmann::json integer(CORBA::TCKind kind);
+  nlohmann::json real(CORBA::TCKind kind);
+  nlohmann::json members(CORBA::TypeCode_ptr tc);
+  nlohmann::json union_value(CORBA::TypeCode_ptr tc);
+  nlohmann::json elements(CORBA::TypeCode_ptr tc);
+  nlohmann::json value_type(CORBA::TypeCode_ptr declared, bool box);
+  void value_state(nlohmann::json& out, CORBA::TypeCode_ptr tc);
+  CORBA::TypeCode_ptr value_type_for(const std::string& id,
+                                     CORBA::TypeCode_ptr declared, bool box);
+  std::string type_text(CORBA::TypeCode_ptr tc);
+  std::string id_string();
+  CORBA::ULong value_tag(CORBA::ULong* at);
+  void end_chunked_value(bool truncated);
+  void skip_chunked_value(int level);
+
+  // The stream for an item aligned at `align`: moves to the next chunk
+  // first when inside a chunked value and its current chunk is used up.
+  cdrStream& data(omni::alignment_t align);
+  CORBA::ULong position() const { return in_.currentInputPtr(); }
+
+  [[noreturn]] void fail(const std::string& message) const;
+  [[noreturn]] static void malformed();
+
+  CORBA::ORB_ptr orb_;
+  TypeResolver* resolver_;
+  cdrMemoryStream& in_;
+  std::string path_;
+
+  // Value types read so far: stream position of the tag -> "@id".
+  std::map<CORBA::ULong, int> value_at_;
+  std::set<int> referenced_;
+  int next_id_ = 1;
+  // Repository id strings by position, for id indirections.
+  std::map<CORBA::ULong, std::string> string_at_;
+  // Chunked values: their nesting, the end of the open chunk (0: none),
+  // and the lowest level an end tag has closed ahead of its value.
+  int chunk_level_ = 0;
+  CORBA::ULong chunk_end_ = 0;
+  int closed_to_ = INT_MAX;
+};
+
+#endif
