@@ -181,7 +181,7 @@ void ValueEncoder::value(const json& v, CORBA::TypeCode_ptr tc) {
     case CORBA::tk_longlong:
     case CORBA::tk_ulonglong:
     case CORBA::tk_octet:
-      return integer(v, k);
+      return integral(k, integer_value(v, k));
     case CORBA::tk_float:
     case CORBA::tk_double:
     case CORBA::tk_longdouble:
@@ -235,7 +235,7 @@ void ValueEncoder::value(const json& v, CORBA::TypeCode_ptr tc) {
   }
 }
 
-void ValueEncoder::integer(const json& v, CORBA::TCKind kind) {
+long long ValueEncoder::integer_value(const json& v, CORBA::TCKind kind) {
   const IntegerKind* ik = nullptr;
   for (const IntegerKind& i : kIntegers)
     if (i.kind == kind) ik = &i;
@@ -261,6 +261,11 @@ void ValueEncoder::integer(const json& v, CORBA::TCKind kind) {
   if (n < ik->min || n > ik->max)
     fail(int_text(n) + " is out of range for " + ik->name + " (" +
          int_text(ik->min) + " to " + int_text(ik->max) + ")");
+  // An unsigned long long above 2^63 keeps its bits.
+  return static_cast<long long>(n);
+}
+
+void ValueEncoder::integral(CORBA::TCKind kind, long long n) {
   cdrStream& s = data();
   switch (kind) {
     case CORBA::tk_short:
@@ -273,6 +278,7 @@ void ValueEncoder::integer(const json& v, CORBA::TCKind kind) {
       static_cast<CORBA::Long>(n) >>= s;
       break;
     case CORBA::tk_ulong:
+    case CORBA::tk_enum:
       static_cast<CORBA::ULong>(n) >>= s;
       break;
     case CORBA::tk_longlong:
@@ -280,6 +286,15 @@ void ValueEncoder::integer(const json& v, CORBA::TCKind kind) {
       break;
     case CORBA::tk_ulonglong:
       static_cast<CORBA::ULongLong>(n) >>= s;
+      break;
+    case CORBA::tk_boolean:
+      s.marshalBoolean(n != 0);
+      break;
+    case CORBA::tk_char:
+      s.marshalChar(static_cast<CORBA::Char>(n));
+      break;
+    case CORBA::tk_wchar:
+      s.marshalWChar(static_cast<CORBA::WChar>(n));
       break;
     default:
       s.marshalOctet(static_cast<CORBA::Octet>(n));
@@ -442,6 +457,8 @@ long long ValueEncoder::discriminator(const json& v, CORBA::TypeCode_ptr tc) {
     case CORBA::tk_wchar: {
       char32_t cp;
       if (!single_code_point(v, &cp)) expected("a one-character string", v);
+      if (cp > (t->kind() == CORBA::tk_char ? 0xffU : 0xffffU))
+        fail(code_point_text(cp) + " does not fit the discriminator type");
       return cp;
     }
     case CORBA::tk_enum: {
@@ -455,25 +472,8 @@ long long ValueEncoder::discriminator(const json& v, CORBA::TypeCode_ptr tc) {
       fail("unknown enumerator " + json_preview(v) + " of " + t->name() +
            " (one of: " + member_list(names) + ")");
     }
-    default: {
-      Int n = 0;
-      if (v.is_number_unsigned()) {
-        n = v.get<std::uint64_t>();
-      } else if (v.is_number_integer()) {
-        n = v.get<std::int64_t>();
-      } else if (v.is_string() && (t->kind() == CORBA::tk_longlong ||
-                                   t->kind() == CORBA::tk_ulonglong)) {
-        if (!parse_decimal(v.get_ref<const std::string&>(), &n))
-          expected("an integer", v);
-      } else {
-        expected("an integer", v);
-      }
-      for (const IntegerKind& i : kIntegers)
-        if (i.kind == t->kind() && (n < i.min || n > i.max))
-          fail(int_text(n) + " is out of range for " + i.name + " (" +
-               int_text(i.min) + " to " + int_text(i.max) + ")");
-      return static_cast<long long>(n);
-    }
+    default:
+      return integer_value(v, t->kind());
   }
 }
 
@@ -532,44 +532,7 @@ void ValueEncoder::union_value(const json& v, CORBA::TypeCode_ptr tc) {
       fail("missing member '" + name + "' for discriminator " + disc_text);
   }
 
-  cdrStream& s = data();
-  switch (disc_kind->kind()) {
-    case CORBA::tk_short:
-      static_cast<CORBA::Short>(d) >>= s;
-      break;
-    case CORBA::tk_ushort:
-      static_cast<CORBA::UShort>(d) >>= s;
-      break;
-    case CORBA::tk_long:
-      static_cast<CORBA::Long>(d) >>= s;
-      break;
-    case CORBA::tk_ulong:
-    case CORBA::tk_enum:
-      static_cast<CORBA::ULong>(d) >>= s;
-      break;
-    case CORBA::tk_longlong:
-      static_cast<CORBA::LongLong>(d) >>= s;
-      break;
-    case CORBA::tk_ulonglong:
-      static_cast<CORBA::ULongLong>(d) >>= s;
-      break;
-    case CORBA::tk_boolean:
-      s.marshalBoolean(d != 0);
-      break;
-    case CORBA::tk_char:
-      if (d > 0xff) fail("the discriminator does not fit a char (ISO-8859-1)");
-      s.marshalChar(static_cast<CORBA::Char>(d));
-      break;
-    case CORBA::tk_wchar:
-      if (d > 0xffff) fail("the discriminator does not fit a wchar");
-      s.marshalWChar(static_cast<CORBA::WChar>(d));
-      break;
-    case CORBA::tk_octet:
-      s.marshalOctet(static_cast<CORBA::Octet>(d));
-      break;
-    default:
-      fail("union discriminators of this kind are not supported");
-  }
+  integral(disc_kind->kind(), d);
   if (member >= 0) {
     std::string name = tc->member_name(static_cast<CORBA::ULong>(member));
     CORBA::TypeCode_var mt = tc->member_type(static_cast<CORBA::ULong>(member));

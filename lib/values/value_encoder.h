@@ -31,7 +31,12 @@ class ValueEncoder {
 
  private:
   void value(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void integer(const nlohmann::json& v, CORBA::TCKind kind);
+  // The value of an integer type; long long for an unsigned long long
+  // keeps its bits.
+  long long integer_value(const nlohmann::json& v, CORBA::TCKind kind);
+  // Writes an integral value of kind `kind` (integers, enum, boolean,
+  // char, wchar, octet).
+  void integral(CORBA::TCKind kind, long long n);
   void real(const nlohmann::json& v, CORBA::TCKind kind);
   void character(const nlohmann::json& v, bool wide);
   void string(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
