@@ -434,3 +434,154 @@ TEST(IdlTypeText, ParsesAndPrintsEveryForm) {
 }
 
 }  // namespace
+
+namespace {
+
+// A ring of `count` compiled nodes: each `next` the following one, each
+// `other` the node itself (the call test server's make_ring).
+CallTest::Node* CompiledRing(int count) {
+  std::vector<CallTest::Node_var> nodes;
+  for (int i = 0; i < count; ++i) {
+    nodes.emplace_back(new OBV_CallTest::Node);
+    nodes.back()->id(i + 1);
+  }
+  for (int i = 0; i < count; ++i) {
+    nodes[i]->next(nodes[(i + 1) % count]);
+    nodes[i]->other(nodes[i]);
+  }
+  CallTest::Node* first = nodes[0];
+  CORBA::add_ref(first);
+  return first;
+}
+
+// Drops the references that the nodes reachable from `first` hold to
+// each other, so that reference counting frees them.
+void BreakRing(CallTest::Node* first) {
+  std::vector<CallTest::Node_var> nodes;
+  for (CallTest::Node* n = first; n;) {
+    bool seen = false;
+    for (const CallTest::Node_var& v : nodes) seen = seen || v.in() == n;
+    if (seen) break;
+    CORBA::add_ref(n);
+    nodes.emplace_back(n);
+    n = n->next();
+  }
+  for (CallTest::Node_var& n : nodes) {
+    n->next(nullptr);
+    n->other(nullptr);
+  }
+}
+
+TEST(JsonMapping, ReadsWhatCompiledStubsWrite) {
+  register_call_test_factories(test_orb());
+  ValueCodec codec = Codec();
+
+  CallTest::Primitives p;
+  p.s = -2;
+  p.us = 65535;
+  p.l = 7;
+  p.ul = 4000000000U;
+  p.ll = -(1LL << 60);
+  p.ull = 1ULL << 63;
+  p.f = 0.25f;
+  p.d = -1e-300;
+  p.ld = 3.5;
+  p.b = true;
+  p.c = '\xe9';
+  p.wc = 0x20ac;
+  p.o = 200;
+  CORBA::Any a;
+  a <<= p;
+  EXPECT_EQ(codec.to_json(a),
+            J("{\"s\":-2,\"us\":65535,\"l\":7,\"ul\":4000000000,"
+              "\"ll\":\"-1152921504606846976\",\"ull\":\"9223372036854775808\","
+              "\"f\":0.25,\"d\":-1e-300,\"ld\":3.5,\"b\":true,"
+              "\"c\":\"\\u00e9\",\"wc\":\"\\u20ac\",\"o\":200}"));
+
+  CallTest::Unions u;
+  u.by_long.p(CallTest::Point{1, 2});
+  u.by_long._d(-5);
+  u.by_short._default();
+  u.by_ushort.seven("7");
+  u.by_ulong._default();
+  u.by_longlong.huge("h");
+  u.by_ulonglong.max("m");
+  u.by_enum.b(0.5);
+  u.by_bool.no(3);
+  u.by_char.b("bee");
+  CORBA::Any ua;
+  ua <<= u;
+  json unions = codec.to_json(ua);
+  EXPECT_EQ(unions["by_long"],
+            J("{\"discriminator\":-5,\"p\":{\"x\":1,\"y\":2}}"));
+  // No member: a discriminator value without a label, and nothing else.
+  EXPECT_EQ(unions["by_short"].size(), 1u);
+  EXPECT_NE(unions["by_short"]["discriminator"], 1);
+  EXPECT_NE(unions["by_short"]["discriminator"], -1);
+  EXPECT_EQ(unions["by_ulonglong"],
+            J("{\"discriminator\":\"18446744073709551615\",\"max\":\"m\"}"));
+  EXPECT_EQ(unions["by_enum"], J("{\"discriminator\":\"blue\",\"b\":0.5}"));
+  EXPECT_EQ(unions["by_char"], J("{\"discriminator\":\"b\",\"b\":\"bee\"}"));
+
+  CallTest::Failure f(3, "no");
+  CORBA::Any fa;
+  fa <<= f;
+  EXPECT_EQ(codec.to_json(fa), J("{\"code\":3,\"reason\":\"no\"}"));
+
+  // A cyclic graph comes out once, with "@id"s and "@ref"s.
+  CallTest::Node_var ring = CompiledRing(2);
+  CORBA::Any ra;
+  ra <<= ring.in();  // the Any shares the ring
+  EXPECT_EQ(codec.to_json(ra),
+            J("{\"@id\":1,\"id\":1,\"next\":{\"@id\":2,\"id\":2,"
+              "\"next\":{\"@ref\":1},\"other\":{\"@ref\":2}},"
+              "\"other\":{\"@ref\":1}}"));
+  BreakRing(ring);
+}
+
+TEST(JsonMapping, CompiledStubsReadWhatTheMappingWrites) {
+  register_call_test_factories(test_orb());
+  ValueCodec codec = Codec();
+
+  CORBA::Any_var nested = codec.to_any(
+      J("{\"points\":[{\"x\":1,\"y\":2}],\"corner\":{\"x\":3,\"y\":4},"
+        "\"cells\":[[1,2,3],[4,5,6]],\"rows\":[[7],[]],"
+        "\"choices\":[{\"discriminator\":2,\"s\":\"two\"}],"
+        "\"colors\":[\"green\",\"blue\"],"
+        "\"texts\":[{\"s\":\"a\",\"bounded\":\"b\",\"ws\":\"\\u20ac\","
+        "\"wbounded\":\"\\ud83d\\ude00\"}]}"),
+      CallTest::_tc_Nested);
+  const CallTest::Nested* n = nullptr;
+  ASSERT_TRUE(nested.in() >>= n);
+  EXPECT_EQ(n->points[0].y, 2);
+  EXPECT_EQ(n->corner.x, 3);
+  EXPECT_EQ(n->cells[1][2], 6);
+  EXPECT_EQ(n->rows[0][0], 7);
+  EXPECT_EQ(n->rows[1].length(), 0u);
+  EXPECT_EQ(std::string(n->choices[0].s()), "two");
+  EXPECT_EQ(n->colors[1], CallTest::blue);
+  EXPECT_EQ(n->texts[0].ws[0], static_cast<CORBA::WChar>(0x20ac));
+  EXPECT_EQ(n->texts[0].wbounded[0], static_cast<CORBA::WChar>(0xd83d));
+  EXPECT_EQ(n->texts[0].wbounded[1], static_cast<CORBA::WChar>(0xde00));
+
+  // A shared node and a cycle arrive as one object each.
+  CORBA::Any_var graph =
+      codec.to_any(J("{\"@id\":\"a\",\"id\":1,\"next\":{\"@id\":\"b\",\"id\":2,"
+                     "\"next\":{\"@ref\":\"a\"},\"other\":null},\"other\":{\"@"
+                     "ref\":\"b\"}}"),
+                   CallTest::_tc_Node);
+  CallTest::Node* first = nullptr;
+  ASSERT_TRUE(graph.in() >>= first);
+  ASSERT_NE(first->next(), nullptr);
+  EXPECT_EQ(first->next()->id(), 2);
+  EXPECT_EQ(first->other(), first->next());
+  EXPECT_EQ(first->next()->next(), first);
+  first->next()->next(nullptr);  // lets reference counting free the graph
+
+  CORBA::Any_var money = codec.to_any(J("\"-12.5\""), CallTestFixed::_tc_Money);
+  CORBA::Fixed m;
+  ASSERT_TRUE(money.in() >>= CORBA::Any::to_fixed(m, 9, 2));
+  EXPECT_TRUE(m == CORBA::Fixed("-12.5"));
+}
+
+}  // namespace

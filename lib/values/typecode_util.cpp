@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "values/text_encoding.h"
+
 CORBA::TypeCode_ptr unaliased(CORBA::TypeCode_ptr tc) {
   CORBA::TypeCode_var t = CORBA::TypeCode::_duplicate(tc);
   while (t->kind() == CORBA::tk_alias) t = t->content_type();
@@ -146,4 +148,31 @@ bool value_derives_from(CORBA::TypeCode_ptr actual,
     if (declared_id == t->id()) return true;
   }
   return false;
+}
+
+nlohmann::json integral_json(CORBA::TypeCode_ptr t, long long bits) {
+  constexpr long long kExact = 1LL << 53;  // integers a double holds exactly
+  switch (t->kind()) {
+    case CORBA::tk_ulonglong: {
+      auto u = static_cast<unsigned long long>(bits);
+      if (u > static_cast<unsigned long long>(kExact)) return std::to_string(u);
+      return u;
+    }
+    case CORBA::tk_longlong:
+      if (bits > kExact || bits < -kExact) return std::to_string(bits);
+      return bits;
+    case CORBA::tk_boolean:
+      return bits != 0;
+    case CORBA::tk_char: {
+      std::string text;
+      append_utf8(text, static_cast<char32_t>(bits & 0xff));
+      return text;
+    }
+    case CORBA::tk_wchar:
+      return utf16_to_utf8(std::u16string(1, static_cast<char16_t>(bits)));
+    case CORBA::tk_enum:
+      return std::string(t->member_name(static_cast<CORBA::ULong>(bits)));
+    default:
+      return bits;
+  }
 }

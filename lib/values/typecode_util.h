@@ -4,6 +4,7 @@
 
 #include <omniORB4/CORBA.h>
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 // `tc` with its aliases removed (a new reference).
@@ -34,6 +35,12 @@ bool value_derives_from(CORBA::TypeCode_ptr actual,
 
 // The TypeCode of ValueBase (omniORB has no constant for it).
 CORBA::TypeCode_ptr value_base_typecode(CORBA::ORB_ptr orb);
+
+// The JSON of an integral value of the unaliased type `t` (integers,
+// enum, boolean, char, wchar, octet) given as the bits of a long long:
+// a number, or a string for 64-bit values beyond 2^53; true or false; a
+// one-character string; the enumerator's name.
+nlohmann::json integral_json(CORBA::TypeCode_ptr t, long long bits);
 
 // The kinds whose TypeCodes carry a repository id and a name.
 bool is_named_kind(CORBA::TCKind kind);

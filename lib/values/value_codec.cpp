@@ -65,24 +65,6 @@ std::string ValueCodec::type_text(CORBA::TypeCode_ptr tc) const {
 
 namespace {
 
-json discriminator_json(CORBA::TypeCode_ptr disc_tc, long long d) {
-  CORBA::TypeCode_var t = unaliased(disc_tc);
-  switch (t->kind()) {
-    case CORBA::tk_boolean:
-      return d != 0;
-    case CORBA::tk_char:
-    case CORBA::tk_wchar: {
-      std::string text;
-      text += static_cast<char>(d < 0x80 ? d : '?');
-      return text;
-    }
-    case CORBA::tk_enum:
-      return std::string(t->member_name(static_cast<CORBA::ULong>(d)));
-    default:
-      return d;
-  }
-}
-
 // Builds samples; `open_` holds the named types being expanded, so that
 // recursive types end in an empty sequence or a null value.
 class Sampler {
@@ -197,7 +179,8 @@ class Sampler {
       CORBA::Any_var label = t->member_label(0);
       any_as_integer(label.in(), &d);
     }
-    out["discriminator"] = discriminator_json(disc_tc, d);
+    CORBA::TypeCode_var disc = unaliased(disc_tc);
+    out["discriminator"] = integral_json(disc, d);
     long member = union_member_for(t, d);
     if (member >= 0) {
       CORBA::TypeCode_var mt =

@@ -15,18 +15,6 @@ namespace {
 
 constexpr CORBA::ULong kValueTagMin = 0x7fffff00UL;
 constexpr CORBA::ULong kIndirection = 0xffffffffUL;
-constexpr long long kExactInDouble = 1LL << 53;
-
-json big_integer(long long v) {
-  if (v > kExactInDouble || v < -kExactInDouble) return std::to_string(v);
-  return v;
-}
-
-json big_unsigned(unsigned long long v) {
-  if (v > static_cast<unsigned long long>(kExactInDouble))
-    return std::to_string(v);
-  return v;
-}
 
 json real_json(double d) {
   if (std::isnan(d)) return "NaN";
@@ -127,23 +115,15 @@ json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
     case CORBA::tk_longlong:
     case CORBA::tk_ulonglong:
     case CORBA::tk_octet:
-      return integer(k);
+    case CORBA::tk_boolean:
+    case CORBA::tk_char:
+    case CORBA::tk_wchar:
+    case CORBA::tk_enum:
+      return integral_json(t, integral(t));
     case CORBA::tk_float:
     case CORBA::tk_double:
     case CORBA::tk_longdouble:
       return real(k);
-    case CORBA::tk_boolean:
-      return static_cast<bool>(data(omni::ALIGN_1).unmarshalBoolean());
-    case CORBA::tk_char: {
-      std::string text;
-      append_utf8(text, static_cast<unsigned char>(
-                            data(omni::ALIGN_1).unmarshalChar()));
-      return text;
-    }
-    case CORBA::tk_wchar: {
-      CORBA::WChar w = data(omni::ALIGN_2).unmarshalWChar();
-      return utf16_to_utf8(std::u16string(1, static_cast<char16_t>(w)));
-    }
     case CORBA::tk_string: {
       CORBA::String_var s = data(omni::ALIGN_4).unmarshalString();
       return bytes_to_utf8(s.in());
@@ -162,12 +142,6 @@ json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
       f <<= data(omni::ALIGN_1);
       CORBA::String_var text = f.NP_asString();
       return fixed_text(text.in(), t->fixed_scale());
-    }
-    case CORBA::tk_enum: {
-      CORBA::ULong i;
-      i <<= data(omni::ALIGN_4);
-      if (i >= t->member_count()) malformed();
-      return std::string(t->member_name(i));
     }
     case CORBA::tk_struct:
     case CORBA::tk_except:  // in an Any, the members alone
@@ -219,8 +193,8 @@ json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
   }
 }
 
-json ValueDecoder::integer(CORBA::TCKind kind) {
-  switch (kind) {
+long long ValueDecoder::integral(CORBA::TypeCode_ptr t) {
+  switch (t->kind()) {
     case CORBA::tk_short: {
       CORBA::Short v;
       v <<= data(omni::ALIGN_2);
@@ -241,16 +215,28 @@ json ValueDecoder::integer(CORBA::TCKind kind) {
       v <<= data(omni::ALIGN_4);
       return v;
     }
+    case CORBA::tk_enum: {
+      CORBA::ULong v;
+      v <<= data(omni::ALIGN_4);
+      if (v >= t->member_count()) malformed();
+      return v;
+    }
     case CORBA::tk_longlong: {
       CORBA::LongLong v;
       v <<= data(omni::ALIGN_8);
-      return big_integer(v);
+      return v;
     }
     case CORBA::tk_ulonglong: {
       CORBA::ULongLong v;
       v <<= data(omni::ALIGN_8);
-      return big_unsigned(v);
+      return static_cast<long long>(v);
     }
+    case CORBA::tk_boolean:
+      return data(omni::ALIGN_1).unmarshalBoolean() ? 1 : 0;
+    case CORBA::tk_char:
+      return static_cast<unsigned char>(data(omni::ALIGN_1).unmarshalChar());
+    case CORBA::tk_wchar:
+      return data(omni::ALIGN_2).unmarshalWChar();
     default:
       return data(omni::ALIGN_1).unmarshalOctet();
   }
@@ -287,48 +273,8 @@ json ValueDecoder::members(CORBA::TypeCode_ptr tc) {
 json ValueDecoder::union_value(CORBA::TypeCode_ptr tc) {
   CORBA::TypeCode_var disc_tc = tc->discriminator_type();
   CORBA::TypeCode_var dk = unaliased(disc_tc);
-  json disc;
-  long long d = 0;
-  switch (dk->kind()) {
-    case CORBA::tk_boolean:
-      d = data(omni::ALIGN_1).unmarshalBoolean() ? 1 : 0;
-      disc = d != 0;
-      break;
-    case CORBA::tk_char:
-      d = static_cast<unsigned char>(data(omni::ALIGN_1).unmarshalChar());
-      disc = std::string();
-      append_utf8(disc.get_ref<std::string&>(), static_cast<char32_t>(d));
-      break;
-    case CORBA::tk_wchar:
-      d = data(omni::ALIGN_2).unmarshalWChar();
-      disc = utf16_to_utf8(std::u16string(1, static_cast<char16_t>(d)));
-      break;
-    case CORBA::tk_enum: {
-      CORBA::ULong i;
-      i <<= data(omni::ALIGN_4);
-      if (i >= dk->member_count()) malformed();
-      d = i;
-      disc = std::string(dk->member_name(i));
-      break;
-    }
-    case CORBA::tk_ulonglong: {
-      CORBA::ULongLong v;
-      v <<= data(omni::ALIGN_8);
-      d = static_cast<long long>(v);
-      disc = big_unsigned(v);
-      break;
-    }
-    case CORBA::tk_octet:
-      d = data(omni::ALIGN_1).unmarshalOctet();
-      disc = d;
-      break;
-    default: {
-      json n = integer(dk->kind());
-      d = n.is_string() ? std::stoll(n.get<std::string>()) : n.get<long long>();
-      disc = n;
-      break;
-    }
-  }
+  long long d = integral(dk);
+  json disc = integral_json(dk, d);
   json out = json::object();
   out["discriminator"] = disc;
   long member = union_member_for(tc, d);

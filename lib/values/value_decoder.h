@@ -33,7 +33,9 @@ class ValueDecoder {
 
  private:
   nlohmann::json value(CORBA::TypeCode_ptr tc);
-  nlohmann::json integer(CORBA::TCKind kind);
+  // An integral value (integers, enum, boolean, char, wchar, octet) of the
+  // unaliased type `t`, as the bits of a long long.
+  long long integral(CORBA::TypeCode_ptr t);
   nlohmann::json real(CORBA::TCKind kind);
   nlohmann::json members(CORBA::TypeCode_ptr tc);
   nlohmann::json union_value(CORBA::TypeCode_ptr tc);
