@@ -24,7 +24,7 @@
 #include "values/value_codec.h"
 #include "values_fixture.h"
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 namespace {
 

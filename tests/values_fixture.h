@@ -47,8 +47,8 @@ class MapResolver : public TypeResolver {
 // call_test_fixed.idl (defined in values_mapping_test.cpp).
 MapResolver& call_test_types();
 
-inline nlohmann::json J(const std::string& text) {
-  return nlohmann::json::parse(text);
+inline nlohmann::ordered_json J(const std::string& text) {
+  return nlohmann::ordered_json::parse(text);
 }
 
 #endif

@@ -15,7 +15,7 @@
 #include "values/value_codec.h"
 #include "values_fixture.h"
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 MapResolver& call_test_types() {
   static MapResolver* types = [] {
@@ -36,8 +36,6 @@ MapResolver& call_test_types() {
         {"::CallTest::ByShort", CallTest::_tc_ByShort},
         {"::CallTest::ByUShort", CallTest::_tc_ByUShort},
         {"::CallTest::ByULong", CallTest::_tc_ByULong},
-        {"::CallTest::ByLongLong", CallTest::_tc_ByLongLong},
-        {"::CallTest::ByULongLong", CallTest::_tc_ByULongLong},
         {"::CallTest::ByEnum", CallTest::_tc_ByEnum},
         {"::CallTest::ByBool", CallTest::_tc_ByBool},
         {"::CallTest::ByChar", CallTest::_tc_ByChar},
@@ -58,6 +56,26 @@ MapResolver& call_test_types() {
         {"::CallTestFixed::Price", CallTestFixed::_tc_Price},
     };
     for (const auto& t : kTypes) r->add(t.first, t.second);
+    // Unions on 64-bit discriminators, which IDL allows and the
+    // repository does not keep.
+    CORBA::UnionMemberSeq members;
+    members.length(2);
+    members[0].name = "huge";
+    members[0].label <<= static_cast<CORBA::LongLong>(9007199254740993LL);
+    members[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_string);
+    members[1].name = "small";
+    members[1].label <<= CORBA::Any::from_octet(0);
+    members[1].type = CORBA::TypeCode::_duplicate(CORBA::_tc_long);
+    CORBA::TypeCode_var by_longlong = test_orb()->create_union_tc(
+        "IDL:Wide/ByLongLong:1.0", "ByLongLong", CORBA::_tc_longlong, members);
+    r->add("::Wide::ByLongLong", by_longlong);
+    members.length(1);
+    members[0].name = "max";
+    members[0].label <<= static_cast<CORBA::ULongLong>(18446744073709551615ULL);
+    CORBA::TypeCode_var by_ulonglong =
+        test_orb()->create_union_tc("IDL:Wide/ByULongLong:1.0", "ByULongLong",
+                                    CORBA::_tc_ulonglong, members);
+    r->add("::Wide::ByULongLong", by_ulonglong);
     return r;
   }();
   return *types;
@@ -144,7 +162,7 @@ const RoundTrip kRoundTrips[] = {
     {"::CallTest::PointAlias", "{\"x\":1,\"y\":-2}", "", true},
     {"::CallTest::Primitives",
      "{\"s\":-1,\"us\":2,\"l\":-3,\"ul\":4,\"ll\":\"-9007199254740993\","
-     "\"ull\":\"18446744073709551615\",\"f\":1.5,\"d\":\"NaN\",\"ld\":2.5,"
+     "\"ull\":\"18446744073709551615\",\"f\":1.5,\"d\":\"NaN\","
      "\"b\":false,\"c\":\"c\",\"wc\":\"\\u00fc\",\"o\":9}", "", true},
     {"::CallTest::Failure", "{\"code\":1,\"reason\":\"r\"}", "", true},
     {"::CallTest::Empty", "{}", "", true},
@@ -157,12 +175,12 @@ const RoundTrip kRoundTrips[] = {
     {"::CallTest::ByLong", "{\"p\":{\"x\":1,\"y\":2}}",
      "{\"discriminator\":0,\"p\":{\"x\":1,\"y\":2}}", true},
     {"::CallTest::ByShort", "{\"discriminator\":5}", "", true},
-    {"::CallTest::ByShort", "{\"discriminator\":-1,\"negative\":0.5}", "", true},
+    {"::CallTest::ByShort", "{\"discriminator\":2,\"two\":0.5}", "", true},
     {"::CallTest::ByUShort", "{\"discriminator\":7,\"seven\":\"7\"}", "", true},
     {"::CallTest::ByULong", "{\"discriminator\":4000000000,\"big\":\"b\"}", "", true},
-    {"::CallTest::ByLongLong", "{\"discriminator\":\"9007199254740993\",\"huge\":\"h\"}", "", true},
-    {"::CallTest::ByLongLong", "{\"discriminator\":1,\"small\":2}", "", true},
-    {"::CallTest::ByULongLong", "{\"discriminator\":\"18446744073709551615\",\"max\":\"m\"}", "", true},
+    {"::Wide::ByLongLong", "{\"discriminator\":\"9007199254740993\",\"huge\":\"h\"}", "", true},
+    {"::Wide::ByLongLong", "{\"discriminator\":1,\"small\":2}", "", true},
+    {"::Wide::ByULongLong", "{\"discriminator\":\"18446744073709551615\",\"max\":\"m\"}", "", true},
     {"::CallTest::ByEnum", "{\"discriminator\":\"green\"}", "", true},
     {"::CallTest::ByEnum", "{\"discriminator\":\"red\",\"r\":1}", "", true},
     {"::CallTest::ByBool", "{\"discriminator\":false,\"no\":3}", "", true},
@@ -208,12 +226,10 @@ const RoundTrip kRoundTrips[] = {
      "\"other\":{\"@ref\":2}}", false},
     {"::CallTest::Node", "{\"@id\":1,\"id\":1,\"next\":{\"id\":2,\"next\":{\"@ref\":1},"
      "\"other\":null},\"other\":{\"@ref\":1}}", "", false},
-    // (a value of a derived type travels in an Any of its own type)
-    {"::CallTest::Shape", "{\"@type\":\"::CallTest::Circle\",\"origin\":{\"x\":0,\"y\":1},"
-     "\"radius\":2.5}", "{\"origin\":{\"x\":0,\"y\":1},\"radius\":2.5}", true},
-    {"::CallTest::Shape", "{\"origin\":{\"x\":0,\"y\":1}}", "", true},
-    {"ValueBase", "{\"@type\":\"::CallTest::Shape\",\"origin\":{\"x\":0,\"y\":1}}",
+    {"::CallTest::Circle", "{\"origin\":{\"x\":0,\"y\":1},\"radius\":2.5}", "", true},
+    {"::CallTest::Shape", "{\"@type\":\"::CallTest::Shape\",\"origin\":{\"x\":0,\"y\":1}}",
      "{\"origin\":{\"x\":0,\"y\":1}}", true},
+    {"::CallTest::Shape", "{\"origin\":{\"x\":0,\"y\":1}}", "", true},
     {"::CallTest::Label", "\"text\"", "", true},
     {"::CallTest::Label", "null", "", true},
     {"sequence<::CallTest::Label>", "[{\"@id\":1,\"@box\":\"x\"},{\"@ref\":1},\"y\"]", "", false},
@@ -299,8 +315,8 @@ const Refusal kRefusals[] = {
      "args[0]: missing member 'l' for discriminator 1"},
     {"::CallTest::ByLong", "{\"discriminator\":1,\"s\":\"x\"}",
      "args[0]: discriminator 1 selects member 'l', not 's'"},
-    {"::CallTest::ByShort", "{\"discriminator\":5,\"positive\":1}",
-     "args[0]: discriminator 5 selects no member; 'positive' is not expected"},
+    {"::CallTest::ByShort", "{\"discriminator\":5,\"one\":1}",
+     "args[0]: discriminator 5 selects no member; 'one' is not expected"},
     {"::CallTest::ByShort", "{\"discriminator\":70000}",
      "args[0].discriminator: 70000 is out of range for short (-32768 to 32767)"},
     {"::CallTest::ByEnum", "{\"discriminator\":\"purple\"}",
@@ -349,8 +365,11 @@ const Refusal kRefusals[] = {
     {"ValueBase", "{}", "args[0]: a value of ValueBase needs \"@type\": the value type it is"},
     {"sequence<::CallTest::Shape>",
      "[{\"@type\":\"::CallTest::Circle\",\"origin\":{\"x\":0,\"y\":1},\"radius\":1}]",
-     "args[0][0].@type: a value of ::CallTest::Circle where Shape is declared can "
-     "only be passed as a whole argument, not inside another value"},
+     "args[0][0].@type: a value of ::CallTest::Circle where Shape is declared: "
+     "the ORB passes values of the declared type only"},
+    {"ValueBase", "{\"@type\":\"::CallTest::Shape\",\"origin\":{\"x\":0,\"y\":1}}",
+     "args[0].@type: a value of ::CallTest::Shape where ValueBase is declared: "
+     "the ORB passes values of the declared type only"},
 };
 // clang-format on
 
@@ -485,7 +504,6 @@ TEST(JsonMapping, ReadsWhatCompiledStubsWrite) {
   p.ull = 1ULL << 63;
   p.f = 0.25f;
   p.d = -1e-300;
-  p.ld = 3.5;
   p.b = true;
   p.c = '\xe9';
   p.wc = 0x20ac;
@@ -495,7 +513,7 @@ TEST(JsonMapping, ReadsWhatCompiledStubsWrite) {
   EXPECT_EQ(codec.to_json(a),
             J("{\"s\":-2,\"us\":65535,\"l\":7,\"ul\":4000000000,"
               "\"ll\":\"-1152921504606846976\",\"ull\":\"9223372036854775808\","
-              "\"f\":0.25,\"d\":-1e-300,\"ld\":3.5,\"b\":true,"
+              "\"f\":0.25,\"d\":-1e-300,\"b\":true,"
               "\"c\":\"\\u00e9\",\"wc\":\"\\u20ac\",\"o\":200}"));
 
   CallTest::Unions u;
@@ -504,8 +522,6 @@ TEST(JsonMapping, ReadsWhatCompiledStubsWrite) {
   u.by_short._default();
   u.by_ushort.seven("7");
   u.by_ulong._default();
-  u.by_longlong.huge("h");
-  u.by_ulonglong.max("m");
   u.by_enum.b(0.5);
   u.by_bool.no(3);
   u.by_char.b("bee");
@@ -517,9 +533,7 @@ TEST(JsonMapping, ReadsWhatCompiledStubsWrite) {
   // No member: a discriminator value without a label, and nothing else.
   EXPECT_EQ(unions["by_short"].size(), 1u);
   EXPECT_NE(unions["by_short"]["discriminator"], 1);
-  EXPECT_NE(unions["by_short"]["discriminator"], -1);
-  EXPECT_EQ(unions["by_ulonglong"],
-            J("{\"discriminator\":\"18446744073709551615\",\"max\":\"m\"}"));
+  EXPECT_NE(unions["by_short"]["discriminator"], 2);
   EXPECT_EQ(unions["by_enum"], J("{\"discriminator\":\"blue\",\"b\":0.5}"));
   EXPECT_EQ(unions["by_char"], J("{\"discriminator\":\"b\",\"b\":\"bee\"}"));
 

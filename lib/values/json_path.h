@@ -29,9 +29,9 @@ class PathStep {
 };
 
 // A short JSON text of `v` for messages (at most about 40 characters).
-inline std::string json_preview(const nlohmann::json& v) {
+inline std::string json_preview(const nlohmann::ordered_json& v) {
   std::string text =
-      v.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+      v.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
   if (text.size() > 40) text = text.substr(0, 37) + "...";
   return text;
 }

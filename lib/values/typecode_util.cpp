@@ -150,7 +150,7 @@ bool value_derives_from(CORBA::TypeCode_ptr actual,
   return false;
 }
 
-nlohmann::json integral_json(CORBA::TypeCode_ptr t, long long bits) {
+nlohmann::ordered_json integral_json(CORBA::TypeCode_ptr t, long long bits) {
   constexpr long long kExact = 1LL << 53;  // integers a double holds exactly
   switch (t->kind()) {
     case CORBA::tk_ulonglong: {

@@ -40,7 +40,7 @@ CORBA::TypeCode_ptr value_base_typecode(CORBA::ORB_ptr orb);
 // enum, boolean, char, wchar, octet) given as the bits of a long long:
 // a number, or a string for 64-bit values beyond 2^53; true or false; a
 // one-character string; the enumerator's name.
-nlohmann::json integral_json(CORBA::TypeCode_ptr t, long long bits);
+nlohmann::ordered_json integral_json(CORBA::TypeCode_ptr t, long long bits);
 
 // The kinds whose TypeCodes carry a repository id and a name.
 bool is_named_kind(CORBA::TCKind kind);

@@ -9,33 +9,10 @@
 #include "values/value_decoder.h"
 #include "values/value_encoder.h"
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
-CORBA::TypeCode_ptr ValueCodec::any_type(const json& value,
-                                         CORBA::TypeCode_ptr tc,
-                                         const std::string& path) const {
-  // A value of a type derived from the declared one travels in an Any of
-  // its own type: omniORB reads other values only through value
-  // factories, which a dynamic client does not have.
-  CORBA::TypeCode_var t = unaliased(tc);
-  auto type = value.is_object() ? value.find("@type") : value.end();
-  if (t->kind() != CORBA::tk_value || type == value.end() || !type->is_string())
-    return CORBA::TypeCode::_duplicate(tc);
-  CORBA::TypeCode_var named;
-  try {
-    named = parse_idl_type_text(type->get<std::string>(), orb_, resolver_);
-  } catch (const TypeTextError& e) {
-    throw ValueError(path.empty() ? "@type" : path + ".@type", e.what());
-  }
-  CORBA::TypeCode_var actual = unaliased(named);
-  if (actual->kind() != CORBA::tk_value || !value_derives_from(actual, t))
-    return CORBA::TypeCode::_duplicate(tc);  // the encoder says why
-  return actual._retn();
-}
-
-CORBA::Any* ValueCodec::to_any(const json& value, CORBA::TypeCode_ptr declared,
+CORBA::Any* ValueCodec::to_any(const json& value, CORBA::TypeCode_ptr tc,
                                const std::string& path) const {
-  CORBA::TypeCode_var tc = any_type(value, declared, path);
   // The Any reads its TypeCode and then the value from one stream.
   cdrMemoryStream stream;
   CORBA::TypeCode::marshalTypeCode(tc, stream);

@@ -21,31 +21,27 @@ class ValueCodec {
   explicit ValueCodec(CORBA::ORB_ptr orb, TypeResolver* resolver = nullptr)
       : orb_(orb), resolver_(resolver) {}
 
-  // `value` as an Any of type `tc`, or of the value type that "@type"
-  // names when `tc` is a value type.  Throws ValueError naming the bad
-  // part of `value` by its path below `path`.
-  CORBA::Any* to_any(const nlohmann::json& value, CORBA::TypeCode_ptr tc,
+  // `value` as an Any of type `tc`.  Throws ValueError naming the bad part
+  // of `value` by its path below `path`.
+  CORBA::Any* to_any(const nlohmann::ordered_json& value,
+                     CORBA::TypeCode_ptr tc,
                      const std::string& path = "") const;
 
   // The value held by `any` as JSON (its type is not part of the
   // result).  Throws ValueError for a value with no JSON form and
   // CORBA::MARSHAL for damaged data.
-  nlohmann::json to_json(const CORBA::Any& any,
-                         const std::string& path = "") const;
+  nlohmann::ordered_json to_json(const CORBA::Any& any,
+                                 const std::string& path = "") const;
 
   // A value of `tc` that to_any accepts, for showing users the shape of
   // an argument: zeros, empty strings, the first enumerator, the first
   // union member, one element per sequence, null for nested recursion.
-  nlohmann::json sample(CORBA::TypeCode_ptr tc) const;
+  nlohmann::ordered_json sample(CORBA::TypeCode_ptr tc) const;
 
   // The IDL text of a type, as the mapping writes it for anys.
   std::string type_text(CORBA::TypeCode_ptr tc) const;
 
  private:
-  CORBA::TypeCode_ptr any_type(const nlohmann::json& value,
-                               CORBA::TypeCode_ptr tc,
-                               const std::string& path) const;
-
   CORBA::ORB_ptr orb_;
   TypeResolver* resolver_;
 };

@@ -9,7 +9,7 @@
 #include "values/typecode_util.h"
 #include "values/value_error.h"
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 namespace {
 

@@ -29,19 +29,20 @@ class ValueDecoder {
   // ValueError (path relative to `path`) for data that has no JSON form
   // (a custom-marshalled value, a value type the resolver does not know)
   // and CORBA::MARSHAL for data that ends too soon or is malformed.
-  nlohmann::json read(CORBA::TypeCode_ptr tc, const std::string& path = "");
+  nlohmann::ordered_json read(CORBA::TypeCode_ptr tc,
+                              const std::string& path = "");
 
  private:
-  nlohmann::json value(CORBA::TypeCode_ptr tc);
+  nlohmann::ordered_json value(CORBA::TypeCode_ptr tc);
   // An integral value (integers, enum, boolean, char, wchar, octet) of the
   // unaliased type `t`, as the bits of a long long.
   long long integral(CORBA::TypeCode_ptr t);
-  nlohmann::json real(CORBA::TCKind kind);
-  nlohmann::json members(CORBA::TypeCode_ptr tc);
-  nlohmann::json union_value(CORBA::TypeCode_ptr tc);
-  nlohmann::json elements(CORBA::TypeCode_ptr tc);
-  nlohmann::json value_type(CORBA::TypeCode_ptr declared, bool box);
-  void value_state(nlohmann::json& out, CORBA::TypeCode_ptr tc);
+  nlohmann::ordered_json real(CORBA::TCKind kind);
+  nlohmann::ordered_json members(CORBA::TypeCode_ptr tc);
+  nlohmann::ordered_json union_value(CORBA::TypeCode_ptr tc);
+  nlohmann::ordered_json elements(CORBA::TypeCode_ptr tc);
+  nlohmann::ordered_json value_type(CORBA::TypeCode_ptr declared, bool box);
+  void value_state(nlohmann::ordered_json& out, CORBA::TypeCode_ptr tc);
   CORBA::TypeCode_ptr value_type_for(const std::string& id,
                                      CORBA::TypeCode_ptr declared, bool box);
   std::string type_text(CORBA::TypeCode_ptr tc);

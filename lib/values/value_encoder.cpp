@@ -12,7 +12,7 @@
 #include "values/typecode_util.h"
 #include "values/value_error.h"
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 namespace {
 
@@ -686,11 +686,11 @@ CORBA::TypeCode_ptr ValueEncoder::actual_value_type(
          declared->name());
   if (declared_id != actual->id())
     // omniORB reads a value of a type other than the declared one only
-    // through a value factory, which a dynamic client does not have.
+    // through a value factory, which a dynamic client does not have; in
+    // an Any of the derived type it leaves out the type on the wire.
     fail("a value of " + type->get<std::string>() + " where " +
          declared->name() +
-         " is declared can only be passed as a whole argument, not inside "
-         "another value");
+         " is declared: the ORB passes values of the declared type only");
   return actual._retn();
 }
 

@@ -26,39 +26,41 @@ class ValueEncoder {
 
   // Writes `value` as a value of `tc`.  Throws ValueError whose path
   // starts with `path` (the path of `value` itself, e.g. "args[1]").
-  void write(const nlohmann::json& value, CORBA::TypeCode_ptr tc,
+  void write(const nlohmann::ordered_json& value, CORBA::TypeCode_ptr tc,
              const std::string& path);
 
  private:
-  void value(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
+  void value(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
   // The value of an integer type; long long for an unsigned long long
   // keeps its bits.
-  long long integer_value(const nlohmann::json& v, CORBA::TCKind kind);
+  long long integer_value(const nlohmann::ordered_json& v, CORBA::TCKind kind);
   // Writes an integral value of kind `kind` (integers, enum, boolean,
   // char, wchar, octet).
   void integral(CORBA::TCKind kind, long long n);
-  void real(const nlohmann::json& v, CORBA::TCKind kind);
-  void character(const nlohmann::json& v, bool wide);
-  void string(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void wstring(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void fixed(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void enumerator(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void members(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void union_value(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  long long discriminator(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void elements(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void any(const nlohmann::json& v);
-  void typecode(const nlohmann::json& v);
-  void object(const nlohmann::json& v);
-  void abstract_interface(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void value_type(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  void value_box(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
-  bool shared_value(const nlohmann::json& v);
-  void value_header(const nlohmann::json& v, CORBA::TypeCode_ptr actual,
+  void real(const nlohmann::ordered_json& v, CORBA::TCKind kind);
+  void character(const nlohmann::ordered_json& v, bool wide);
+  void string(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  void wstring(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  void fixed(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  void enumerator(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  void members(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  void union_value(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  long long discriminator(const nlohmann::ordered_json& v,
+                          CORBA::TypeCode_ptr tc);
+  void elements(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  void any(const nlohmann::ordered_json& v);
+  void typecode(const nlohmann::ordered_json& v);
+  void object(const nlohmann::ordered_json& v);
+  void abstract_interface(const nlohmann::ordered_json& v,
+                          CORBA::TypeCode_ptr tc);
+  void value_type(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  void value_box(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
+  bool shared_value(const nlohmann::ordered_json& v);
+  void value_header(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr actual,
                     bool chunked);
-  void value_state(const nlohmann::json& v, CORBA::TypeCode_ptr tc);
+  void value_state(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
   void end_value(bool chunked);
-  CORBA::TypeCode_ptr actual_value_type(const nlohmann::json& v,
+  CORBA::TypeCode_ptr actual_value_type(const nlohmann::ordered_json& v,
                                         CORBA::TypeCode_ptr declared);
   CORBA::TypeCode_ptr named_type(const std::string& text);
 
@@ -69,7 +71,7 @@ class ValueEncoder {
 
   [[noreturn]] void fail(const std::string& message) const;
   [[noreturn]] void expected(const std::string& what,
-                             const nlohmann::json& got) const;
+                             const nlohmann::ordered_json& got) const;
 
   CORBA::ORB_ptr orb_;
   TypeResolver* resolver_;
