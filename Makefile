@@ -6,7 +6,8 @@ BUILD ?= build
 JOBS ?= 2
 DEBS := cmake g++ make pkg-config python3 libomniorb4-dev omniidl \
         omniorb-idl libcos4-dev libsqlite3-dev libgtest-dev libgmock-dev \
-        nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libsystemd-dev ccache
+        nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libsystemd-dev ccache \
+        omniorb-nameserver
 
 .PHONY: deps build run test clean
 

@@ -179,6 +179,8 @@ CORBA::Object_ptr DynamicCaller::resolve_target(
       obj = orb_->string_to_object(target.c_str());
     } catch (const CORBA::BAD_PARAM&) {
       throw CallError("'" + target + "' is not a valid IOR or URL");
+    } catch (const CORBA::MARSHAL&) {  // a damaged IOR
+      throw CallError("'" + target + "' is not a valid IOR or URL");
     } catch (const CORBA::SystemException& e) {
       throw CallError("cannot resolve " + target + ": " + exception_text(e));
     }
@@ -256,6 +258,10 @@ InterfaceOperations DynamicCaller::operations_of(CORBA::Object_ptr target,
   }
   if (CORBA::is_nil(idef)) {
     try {
+      // omniORB answers _get_interface() for a target it cannot reach
+      // from the client's own repository reference: ask the target first.
+      if (target->_non_existent())
+        throw CallError("no object exists at the target");
       idef = target->_get_interface();
     } catch (const CORBA::SystemException& e) {
       if (unreachable(e))
