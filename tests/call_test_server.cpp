@@ -131,6 +131,14 @@ class EverythingImpl : public POA_CallTest::Everything {
     if (s) CORBA::add_ref(s);
     return s;
   }
+  CallTest::Square* echo_square(CallTest::Square* s) override {
+    if (s) CORBA::add_ref(s);
+    return s;
+  }
+  CallTest::Shape* make_circle(CORBA::Double radius) override {
+    CallTest::Point origin{0, 0};
+    return new OBV_CallTest::Circle(origin, radius);
+  }
   CallTest::Label* echo_label(CallTest::Label* l) override {
     if (l) CORBA::add_ref(l);
     return l;

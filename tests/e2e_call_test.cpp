@@ -176,6 +176,13 @@ const CallRow kCalls[] = {
      "[{\"@id\":1,\"id\":1,\"next\":{\"@id\":2,\"id\":2,\"next\":{\"@ref\":1},"
      "\"other\":null},\"other\":{\"@ref\":2}}]", "", 0},
     {"echo_shape", "[{\"origin\":{\"x\":1,\"y\":2}}]", "", 0},
+    {"echo_square",
+     "[{\"origin\":{\"x\":1,\"y\":2},\"name\":\"sq\",\"inner\":{\"origin\":"
+     "{\"x\":3,\"y\":4}},\"side\":3}]", "", 0},
+    // a value of a derived type: the ORB has no factory for it
+    {"make_circle", "[2.5]",
+     "{\"system_exception\":\"MARSHAL\",\"minor\":1330446337,"
+     "\"minor_text\":\"MARSHAL_NoValueFactory\",\"completed\":\"YES\"}", 1},
     {"echo_label", "[\"label\"]", "", 0},
     {"echo_label", "[null]", "", 0},
     // exceptions
@@ -245,7 +252,7 @@ TEST_F(CallE2E, DrivesEveryOperationOfTheTestServer) {
   ProcessResult list = Irctl({"call", everything, "--list"});
   EXPECT_EQ(list.status(), 0) << list.describe();
   for (const char* line :
-       {"IDL:CallTest/Everything:1.0: 29 operations\n",
+       {"IDL:CallTest/Everything:1.0: 31 operations\n",
         "  long base_ping(in long x)\n      [0]\n",
         "  void swap(inout string a, inout string b)\n      [\"\",\"\"]\n",
         "  void fail(in long code, in string reason) raises "

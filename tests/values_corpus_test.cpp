@@ -362,6 +362,8 @@ int round_trip_every_type(MapResolver& types, int rounds) {
       CORBA::Any_var sample = codec.to_any(codec.sample(tc), tc);
     } catch (const std::exception& e) {
       ADD_FAILURE() << "sample of " << name << ": " << e.what();
+    } catch (const CORBA::Exception& e) {
+      ADD_FAILURE() << "sample of " << name << ": CORBA::" << e._name();
     }
     for (int round = 0; round < rounds; ++round) {
       json in = random.value(tc, 0);

@@ -49,6 +49,7 @@ MapResolver& call_test_types() {
         {"::CallTest::Node", CallTest::_tc_Node},
         {"::CallTest::Shape", CallTest::_tc_Shape},
         {"::CallTest::Circle", CallTest::_tc_Circle},
+        {"::CallTest::Square", CallTest::_tc_Square},
         {"::CallTest::Label", CallTest::_tc_Label},
         {"::CallTest::Everything", CallTest::_tc_Everything},
         {"::CallTestFixed::Money", CallTestFixed::_tc_Money},
@@ -76,6 +77,34 @@ MapResolver& call_test_types() {
         test_orb()->create_union_tc("IDL:Wide/ByULongLong:1.0", "ByULongLong",
                                     CORBA::_tc_ulonglong, members);
     r->add("::Wide::ByULongLong", by_ulonglong);
+    // A truncatable value type, written chunked, holding another value.
+    CORBA::ValueMemberSeq base_members;
+    base_members.length(2);
+    base_members[0].name = "id";
+    base_members[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_long);
+    base_members[0].access = CORBA::PUBLIC_MEMBER;
+    base_members[1].name = "name";
+    base_members[1].type = CORBA::TypeCode::_duplicate(CORBA::_tc_string);
+    base_members[1].access = CORBA::PUBLIC_MEMBER;
+    CORBA::TypeCode_var base =
+        test_orb()->create_value_tc("IDL:Wide/Base:1.0", "Base", CORBA::VM_NONE,
+                                    CORBA::_tc_null, base_members);
+    r->add("::Wide::Base", base);
+    CORBA::ValueMemberSeq trunc_members;
+    trunc_members.length(3);
+    trunc_members[0].name = "d";
+    trunc_members[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_double);
+    trunc_members[0].access = CORBA::PUBLIC_MEMBER;
+    trunc_members[1].name = "inner";
+    trunc_members[1].type = CORBA::TypeCode::_duplicate(base);
+    trunc_members[1].access = CORBA::PUBLIC_MEMBER;
+    trunc_members[2].name = "s";
+    trunc_members[2].type = CORBA::TypeCode::_duplicate(CORBA::_tc_short);
+    trunc_members[2].access = CORBA::PRIVATE_MEMBER;
+    CORBA::TypeCode_var trunc =
+        test_orb()->create_value_tc("IDL:Wide/Trunc:1.0", "Trunc",
+                                    CORBA::VM_TRUNCATABLE, base, trunc_members);
+    r->add("::Wide::Trunc", trunc);
     return r;
   }();
   return *types;
@@ -233,6 +262,15 @@ const RoundTrip kRoundTrips[] = {
     {"::CallTest::Label", "\"text\"", "", true},
     {"::CallTest::Label", "null", "", true},
     {"sequence<::CallTest::Label>", "[{\"@id\":1,\"@box\":\"x\"},{\"@ref\":1},\"y\"]", "", false},
+    // truncatable: chunked, with values nested in the chunks
+    {"::Wide::Trunc", "{\"id\":1,\"name\":\"t\",\"d\":0.5,\"inner\":{\"id\":2,"
+     "\"name\":\"i\"},\"s\":3}", "", true},
+    {"::Wide::Trunc", "{\"id\":1,\"name\":\"t\",\"d\":0.5,\"inner\":null,\"s\":3}", "", true},
+    {"sequence<::Wide::Trunc>", "[{\"id\":1,\"name\":\"t\",\"d\":0.5,\"inner\":{\"@id\":7,"
+     "\"id\":2,\"name\":\"i\"},\"s\":3},{\"id\":3,\"name\":\"u\",\"d\":1,\"inner\":"
+     "{\"@ref\":7},\"s\":4}]",
+     "[{\"id\":1,\"name\":\"t\",\"d\":0.5,\"inner\":{\"@id\":2,\"id\":2,\"name\":\"i\"},"
+     "\"s\":3},{\"id\":3,\"name\":\"u\",\"d\":1.0,\"inner\":{\"@ref\":2},\"s\":4}]", false},
 };
 // clang-format on
 

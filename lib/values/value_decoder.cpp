@@ -35,10 +35,6 @@ std::string fixed_text(std::string text, int scale) {
   return text;
 }
 
-std::size_t alignment_of(omni::alignment_t a) {
-  return static_cast<std::size_t>(a);
-}
-
 // Removes "@id" from the value objects that nothing refers to, and
 // unwraps boxes that no "@ref" shares.
 void drop_unused_ids(json& v, const std::set<int>& referenced) {
@@ -78,21 +74,6 @@ void ValueDecoder::fail(const std::string& message) const {
 
 void ValueDecoder::malformed() { throw CORBA::MARSHAL(0, CORBA::COMPLETED_NO); }
 
-cdrStream& ValueDecoder::data(omni::alignment_t align) {
-  if (chunk_level_ == 0) return in_;
-  std::size_t a = alignment_of(align);
-  CORBA::ULong aligned =
-      static_cast<CORBA::ULong>((position() + a - 1) / a * a);
-  if (chunk_end_ != 0 && aligned < chunk_end_) return in_;
-  // The chunk is used up: the next long is the length of the next one.
-  CORBA::Long length;
-  length <<= in_;
-  if (length <= 0 || static_cast<CORBA::ULong>(length) >= kValueTagMin)
-    malformed();
-  chunk_end_ = position() + static_cast<CORBA::ULong>(length);
-  return in_;
-}
-
 std::string ValueDecoder::type_text(CORBA::TypeCode_ptr tc) {
   try {
     return idl_type_text(tc, resolver_);
@@ -125,11 +106,11 @@ json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
     case CORBA::tk_longdouble:
       return real(k);
     case CORBA::tk_string: {
-      CORBA::String_var s = data(omni::ALIGN_4).unmarshalString();
+      CORBA::String_var s = in_.unmarshalString();
       return bytes_to_utf8(s.in());
     }
     case CORBA::tk_wstring: {
-      CORBA::WString_var w = data(omni::ALIGN_4).unmarshalWString();
+      CORBA::WString_var w = in_.unmarshalWString();
       std::u16string units;
       for (const CORBA::WChar* p = w.in(); *p; ++p)
         units.push_back(static_cast<char16_t>(*p));
@@ -139,7 +120,7 @@ json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
       CORBA::Fixed f;
       f.PR_setLimits(t->fixed_digits(),
                      static_cast<CORBA::UShort>(t->fixed_scale()));
-      f <<= data(omni::ALIGN_1);
+      f <<= in_;
       CORBA::String_var text = f.NP_asString();
       return fixed_text(text.in(), t->fixed_scale());
     }
@@ -152,8 +133,7 @@ json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
     case CORBA::tk_array:
       return elements(t);
     case CORBA::tk_any: {
-      CORBA::TypeCode_var inner =
-          CORBA::TypeCode::unmarshalTypeCode(data(omni::ALIGN_4));
+      CORBA::TypeCode_var inner = CORBA::TypeCode::unmarshalTypeCode(in_);
       json out = json::object();
       out["type"] = type_text(inner);
       PathStep step(path_, "value");
@@ -161,21 +141,18 @@ json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
       return out;
     }
     case CORBA::tk_TypeCode: {
-      CORBA::TypeCode_var inner =
-          CORBA::TypeCode::unmarshalTypeCode(data(omni::ALIGN_4));
+      CORBA::TypeCode_var inner = CORBA::TypeCode::unmarshalTypeCode(in_);
       return type_text(inner);
     }
     case CORBA::tk_objref: {
-      CORBA::Object_var obj =
-          CORBA::Object::_unmarshalObjRef(data(omni::ALIGN_4));
+      CORBA::Object_var obj = CORBA::Object::_unmarshalObjRef(in_);
       if (CORBA::is_nil(obj)) return nullptr;
       CORBA::String_var ior = orb_->object_to_string(obj);
       return std::string(ior.in());
     }
     case CORBA::tk_abstract_interface: {
-      if (data(omni::ALIGN_1).unmarshalBoolean()) {
-        CORBA::Object_var obj =
-            CORBA::Object::_unmarshalObjRef(data(omni::ALIGN_4));
+      if (in_.unmarshalBoolean()) {
+        CORBA::Object_var obj = CORBA::Object::_unmarshalObjRef(in_);
         if (CORBA::is_nil(obj)) return nullptr;
         CORBA::String_var ior = orb_->object_to_string(obj);
         return std::string(ior.in());
@@ -197,65 +174,65 @@ long long ValueDecoder::integral(CORBA::TypeCode_ptr t) {
   switch (t->kind()) {
     case CORBA::tk_short: {
       CORBA::Short v;
-      v <<= data(omni::ALIGN_2);
+      v <<= in_;
       return v;
     }
     case CORBA::tk_ushort: {
       CORBA::UShort v;
-      v <<= data(omni::ALIGN_2);
+      v <<= in_;
       return v;
     }
     case CORBA::tk_long: {
       CORBA::Long v;
-      v <<= data(omni::ALIGN_4);
+      v <<= in_;
       return v;
     }
     case CORBA::tk_ulong: {
       CORBA::ULong v;
-      v <<= data(omni::ALIGN_4);
+      v <<= in_;
       return v;
     }
     case CORBA::tk_enum: {
       CORBA::ULong v;
-      v <<= data(omni::ALIGN_4);
+      v <<= in_;
       if (v >= t->member_count()) malformed();
       return v;
     }
     case CORBA::tk_longlong: {
       CORBA::LongLong v;
-      v <<= data(omni::ALIGN_8);
+      v <<= in_;
       return v;
     }
     case CORBA::tk_ulonglong: {
       CORBA::ULongLong v;
-      v <<= data(omni::ALIGN_8);
+      v <<= in_;
       return static_cast<long long>(v);
     }
     case CORBA::tk_boolean:
-      return data(omni::ALIGN_1).unmarshalBoolean() ? 1 : 0;
+      return in_.unmarshalBoolean() ? 1 : 0;
     case CORBA::tk_char:
-      return static_cast<unsigned char>(data(omni::ALIGN_1).unmarshalChar());
+      return static_cast<unsigned char>(in_.unmarshalChar());
     case CORBA::tk_wchar:
-      return data(omni::ALIGN_2).unmarshalWChar();
+      return in_.unmarshalWChar();
     default:
-      return data(omni::ALIGN_1).unmarshalOctet();
+      return in_.unmarshalOctet();
   }
 }
 
 json ValueDecoder::real(CORBA::TCKind kind) {
   if (kind == CORBA::tk_float) {
     CORBA::Float f;
-    f <<= data(omni::ALIGN_4);
+    f <<= in_;
     if (!std::isfinite(f)) return real_json(f);
     return float_as_short_double(f);
   }
   if (kind == CORBA::tk_double) {
     CORBA::Double d;
-    d <<= data(omni::ALIGN_8);
+    d <<= in_;
     return real_json(d);
   }
   CORBA::LongDouble d;
-  d <<= data(omni::ALIGN_8);
+  d <<= in_;
   return real_json(static_cast<double>(d));
 }
 
@@ -292,7 +269,7 @@ json ValueDecoder::elements(CORBA::TypeCode_ptr tc) {
   CORBA::TypeCode_var ek = unaliased(element);
   CORBA::ULong length = tc->length();
   if (tc->kind() == CORBA::tk_sequence) {
-    length <<= data(omni::ALIGN_4);
+    length <<= in_;
     // Damaged data must not make a huge array: every element but an
     // empty struct takes at least one octet.
     bool empty_element =
@@ -300,7 +277,7 @@ json ValueDecoder::elements(CORBA::TypeCode_ptr tc) {
     if (!empty_element && !in_.checkInputOverrun(1, length)) malformed();
   }
   json out = json::array();
-  if (ek->kind() == CORBA::tk_octet && chunk_level_ == 0) {
+  if (ek->kind() == CORBA::tk_octet) {
     std::vector<CORBA::Octet> bytes(length);
     if (length) in_.get_octet_array(bytes.data(), static_cast<int>(length));
     for (CORBA::Octet b : bytes) out.push_back(b);
@@ -335,29 +312,6 @@ std::string ValueDecoder::id_string() {
   return text;
 }
 
-CORBA::ULong ValueDecoder::value_tag(CORBA::ULong* at) {
-  // A nested value starts outside the chunks of the value around it; a
-  // writer may also leave a null or indirection tag inside one.
-  if (chunk_level_ > 0 && !(chunk_end_ != 0 && position() < chunk_end_)) {
-    in_.alignInput(omni::ALIGN_4);
-    *at = position();
-    CORBA::ULong tag;
-    tag <<= in_;
-    if (tag != 0 && tag < kValueTagMin) {  // a chunk holding the tag
-      chunk_end_ = position() + tag;
-      in_.alignInput(omni::ALIGN_4);
-      *at = position();
-      tag <<= in_;
-    }
-    return tag;
-  }
-  in_.alignInput(omni::ALIGN_4);
-  *at = position();
-  CORBA::ULong tag;
-  tag <<= in_;
-  return tag;
-}
-
 CORBA::TypeCode_ptr ValueDecoder::value_type_for(const std::string& id,
                                                  CORBA::TypeCode_ptr declared,
                                                  bool box) {
@@ -376,8 +330,10 @@ CORBA::TypeCode_ptr ValueDecoder::value_type_for(const std::string& id,
 }
 
 json ValueDecoder::value_type(CORBA::TypeCode_ptr declared, bool box) {
-  CORBA::ULong at;
-  CORBA::ULong tag = value_tag(&at);
+  in_.alignInput(omni::ALIGN_4);
+  CORBA::ULong at = position();
+  CORBA::ULong tag;
+  tag <<= in_;
   if (tag == 0) return nullptr;
   if (tag == kIndirection) {
     CORBA::ULong from = position();
@@ -408,16 +364,13 @@ json ValueDecoder::value_type(CORBA::TypeCode_ptr declared, bool box) {
     default:
       malformed();
   }
-  bool chunked = (tag & 8) != 0;
-  CORBA::TypeCode_var actual;
-  std::size_t used = 0;
-  if (ids.empty()) {
-    actual = CORBA::TypeCode::_duplicate(declared);
-  } else {
-    for (; used < ids.size() && CORBA::is_nil(actual); ++used)
-      actual = value_type_for(ids[used], declared, box);
-    --used;
-  }
+  // omniORB hands over the values of an Any in its own form: unchunked,
+  // with at most the id of the value's own type.
+  if (tag & 8)
+    fail("a chunked value arrived where the ORB writes none; it is not read");
+  CORBA::TypeCode_var actual = ids.empty()
+                                   ? CORBA::TypeCode::_duplicate(declared)
+                                   : value_type_for(ids.front(), declared, box);
   if (CORBA::is_nil(actual))
     fail("value type " + ids.front() + " is not in the repository");
   if (!box && (std::string(actual->id()) == "IDL:omg.org/CORBA/ValueBase:1.0" ||
@@ -427,7 +380,6 @@ json ValueDecoder::value_type(CORBA::TypeCode_ptr declared, bool box) {
   if (!box && actual->type_modifier() == CORBA::VM_CUSTOM)
     fail(std::string(actual->id()) +
          " is custom-marshalled: its state has no JSON form");
-  if (used > 0 && !chunked) malformed();  // truncation needs chunks
 
   int number = next_id_++;
   value_at_[at] = number;
@@ -435,21 +387,11 @@ json ValueDecoder::value_type(CORBA::TypeCode_ptr declared, bool box) {
   out["@id"] = number;
   if (!box && std::string(actual->id()) != declared->id())
     out["@type"] = type_text(actual);
-  CORBA::ULong outer_chunk_end = chunk_end_;
-  if (chunked) {
-    ++chunk_level_;
-    chunk_end_ = 0;
-  }
   if (box) {
     CORBA::TypeCode_var content = actual->content_type();
     out["@box"] = value(content);
   } else {
     value_state(out, actual);
-  }
-  if (chunked) {
-    end_chunked_value(used > 0);
-    --chunk_level_;
-    chunk_end_ = outer_chunk_end > position() ? outer_chunk_end : 0;
   }
   return out;
 }
@@ -463,66 +405,5 @@ void ValueDecoder::value_state(json& out, CORBA::TypeCode_ptr tc) {
     CORBA::TypeCode_var member = tc->member_type(i);
     PathStep step(path_, name);
     out[name] = value(member);
-  }
-}
-
-void ValueDecoder::end_chunked_value(bool truncated) {
-  if (closed_to_ <= chunk_level_) {
-    // An end tag of a value nested in this one has ended this one too.
-    if (closed_to_ == chunk_level_) closed_to_ = INT_MAX;
-    return;
-  }
-  if (truncated) return skip_chunked_value(chunk_level_);
-  if (chunk_end_ != 0 && position() < chunk_end_) {
-    // Only padding may remain in the chunk.
-    if (chunk_end_ - position() >= 8) malformed();
-    in_.skipInput(chunk_end_ - position());
-  }
-  CORBA::Long end;
-  end <<= in_;
-  if (end >= 0 || -end > chunk_level_) malformed();
-  if (-end < chunk_level_) closed_to_ = -end;
-}
-
-void ValueDecoder::skip_chunked_value(int level) {
-  // The rest of a value whose most derived part is not known: chunks,
-  // nested values (chunked as well) and the end tag.
-  while (true) {
-    if (chunk_end_ != 0 && position() < chunk_end_)
-      in_.skipInput(chunk_end_ - position());
-    chunk_end_ = 0;
-    in_.alignInput(omni::ALIGN_4);
-    CORBA::ULong at = position();
-    CORBA::ULong tag;
-    tag <<= in_;
-    if (tag != 0 && tag < kValueTagMin) {
-      if (!in_.checkInputOverrun(1, tag)) malformed();
-      chunk_end_ = position() + tag;
-      continue;
-    }
-    if (tag == 0) continue;
-    if (tag >= kValueTagMin) {
-      if (tag & 1) id_string();
-      if ((tag & 6) == 2) id_string();
-      if ((tag & 6) == 6) {
-        CORBA::Long n;
-        n <<= in_;
-        if (n <= 0 || n > 1000) malformed();
-        for (CORBA::Long i = 0; i < n; ++i) id_string();
-      }
-      if (!(tag & 8)) malformed();
-      (void)at;
-      skip_chunked_value(level + 1);
-      if (closed_to_ <= level) {
-        if (closed_to_ == level) closed_to_ = INT_MAX;
-        return;
-      }
-      continue;
-    }
-    // A negative long: an end tag.
-    CORBA::Long end = static_cast<CORBA::Long>(tag);
-    if (-end > level) malformed();
-    if (-end < level) closed_to_ = -end;
-    return;
   }
 }

@@ -6,7 +6,6 @@
 #include <omniORB4/CORBA.h>
 #include <omniORB4/cdrStream.h>
 
-#include <climits>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -47,13 +46,7 @@ class ValueDecoder {
                                      CORBA::TypeCode_ptr declared, bool box);
   std::string type_text(CORBA::TypeCode_ptr tc);
   std::string id_string();
-  CORBA::ULong value_tag(CORBA::ULong* at);
-  void end_chunked_value(bool truncated);
-  void skip_chunked_value(int level);
 
-  // The stream for an item aligned at `align`: moves to the next chunk
-  // first when inside a chunked value and its current chunk is used up.
-  cdrStream& data(omni::alignment_t align);
   CORBA::ULong position() const { return in_.currentInputPtr(); }
 
   [[noreturn]] void fail(const std::string& message) const;
@@ -70,11 +63,6 @@ class ValueDecoder {
   int next_id_ = 1;
   // Repository id strings by position, for id indirections.
   std::map<CORBA::ULong, std::string> string_at_;
-  // Chunked values: their nesting, the end of the open chunk (0: none),
-  // and the lowest level an end tag has closed ahead of its value.
-  int chunk_level_ = 0;
-  CORBA::ULong chunk_end_ = 0;
-  int closed_to_ = INT_MAX;
 };
 
 #endif

@@ -20,8 +20,6 @@ using Int = __int128;
 
 constexpr CORBA::ULong kValueTag = 0x7fffff00UL;
 constexpr CORBA::ULong kSingleId = 0x02;
-constexpr CORBA::ULong kIdList = 0x06;
-constexpr CORBA::ULong kChunked = 0x08;
 constexpr CORBA::ULong kIndirection = 0xffffffffUL;
 
 std::string int_text(Int v) {
@@ -135,7 +133,6 @@ void ValueEncoder::write(const json& v, CORBA::TypeCode_ptr tc,
                          const std::string& path) {
   path_ = path;
   value(v, tc);
-  close_chunk();
 }
 
 void ValueEncoder::fail(const std::string& message) const {
@@ -144,26 +141,6 @@ void ValueEncoder::fail(const std::string& message) const {
 
 void ValueEncoder::expected(const std::string& what, const json& got) const {
   fail("expected " + what + ", got " + json_preview(got));
-}
-
-cdrStream& ValueEncoder::data() {
-  if (chunk_level_ > 0 && chunk_length_at_ < 0) {
-    out_.alignOutput(omni::ALIGN_4);
-    chunk_length_at_ = static_cast<long>(out_.bufSize());
-    CORBA::Long placeholder = 0;
-    placeholder >>= out_;
-  }
-  return out_;
-}
-
-void ValueEncoder::close_chunk() {
-  if (chunk_length_at_ < 0) return;
-  CORBA::Long length = static_cast<CORBA::Long>(
-      out_.bufSize() - static_cast<CORBA::ULong>(chunk_length_at_) - 4);
-  // A memory stream writes in the machine's byte order.
-  std::memcpy(static_cast<char*>(out_.bufPtr()) + chunk_length_at_, &length,
-              sizeof length);
-  chunk_length_at_ = -1;
 }
 
 void ValueEncoder::value(const json& v, CORBA::TypeCode_ptr tc) {
@@ -188,7 +165,7 @@ void ValueEncoder::value(const json& v, CORBA::TypeCode_ptr tc) {
       return real(v, k);
     case CORBA::tk_boolean:
       if (!v.is_boolean()) expected("true or false", v);
-      data().marshalBoolean(v.get<bool>());
+      out_.marshalBoolean(v.get<bool>());
       return;
     case CORBA::tk_char:
       return character(v, false);
@@ -266,7 +243,7 @@ long long ValueEncoder::integer_value(const json& v, CORBA::TCKind kind) {
 }
 
 void ValueEncoder::integral(CORBA::TCKind kind, long long n) {
-  cdrStream& s = data();
+  cdrStream& s = out_;
   switch (kind) {
     case CORBA::tk_short:
       static_cast<CORBA::Short>(n) >>= s;
@@ -315,7 +292,7 @@ void ValueEncoder::real(const json& v, CORBA::TCKind kind) {
   } else {
     expected("a number, \"NaN\", \"Infinity\" or \"-Infinity\"", v);
   }
-  cdrStream& s = data();
+  cdrStream& s = out_;
   if (kind == CORBA::tk_float) {
     if (std::isfinite(d) && std::fabs(d) > FLT_MAX)
       fail(json_preview(v) + " is out of range for float");
@@ -337,12 +314,12 @@ void ValueEncoder::character(const json& v, bool wide) {
     if (cp > 0xff)
       fail(code_point_text(cp) +
            " does not fit a char (ISO-8859-1); a wchar holds it");
-    data().marshalChar(static_cast<CORBA::Char>(cp));
+    out_.marshalChar(static_cast<CORBA::Char>(cp));
     return;
   }
   if (cp > 0xffff)
     fail(code_point_text(cp) + " does not fit a wchar (one UTF-16 unit)");
-  data().marshalWChar(static_cast<CORBA::WChar>(cp));
+  out_.marshalWChar(static_cast<CORBA::WChar>(cp));
 }
 
 void ValueEncoder::string(const json& v, CORBA::TypeCode_ptr tc) {
@@ -356,7 +333,7 @@ void ValueEncoder::string(const json& v, CORBA::TypeCode_ptr tc) {
          " bytes (UTF-8) is longer "
          "than the bound of string<" +
          std::to_string(bound) + ">");
-  data().marshalString(s.c_str(), static_cast<int>(bound));
+  out_.marshalString(s.c_str(), static_cast<int>(bound));
 }
 
 void ValueEncoder::wstring(const json& v, CORBA::TypeCode_ptr tc) {
@@ -374,7 +351,7 @@ void ValueEncoder::wstring(const json& v, CORBA::TypeCode_ptr tc) {
          std::to_string(bound) + ">");
   std::vector<CORBA::WChar> wide(units.begin(), units.end());
   wide.push_back(0);
-  data().marshalWString(wide.data(), static_cast<int>(bound));
+  out_.marshalWString(wide.data(), static_cast<int>(bound));
 }
 
 void ValueEncoder::fixed(const json& v, CORBA::TypeCode_ptr tc) {
@@ -402,7 +379,7 @@ void ValueEncoder::fixed(const json& v, CORBA::TypeCode_ptr tc) {
   if (!f.NP_fromString(text.c_str())) expected("a decimal string", v);
   f.PR_setLimits(static_cast<CORBA::UShort>(digits),
                  static_cast<CORBA::UShort>(scale));
-  f >>= data();
+  f >>= out_;
 }
 
 void ValueEncoder::enumerator(const json& v, CORBA::TypeCode_ptr tc) {
@@ -415,7 +392,7 @@ void ValueEncoder::enumerator(const json& v, CORBA::TypeCode_ptr tc) {
              v);
   for (CORBA::ULong i = 0; i < n; ++i) {
     if (names[i] == v.get_ref<const std::string&>()) {
-      i >>= data();
+      i >>= out_;
       return;
     }
   }
@@ -562,7 +539,7 @@ void ValueEncoder::elements(const json& v, CORBA::TypeCode_ptr tc) {
     if (!sequence && bytes.size() != length)
       fail("expected " + std::to_string(length) + " octets, got " +
            std::to_string(bytes.size()));
-    cdrStream& s = data();
+    cdrStream& s = out_;
     if (sequence) static_cast<CORBA::ULong>(bytes.size()) >>= s;
     if (!bytes.empty())
       s.put_octet_array(bytes.data(), static_cast<int>(bytes.size()));
@@ -575,7 +552,7 @@ void ValueEncoder::elements(const json& v, CORBA::TypeCode_ptr tc) {
   if (!sequence && v.size() != length)
     fail("expected " + std::to_string(length) + " elements, got " +
          std::to_string(v.size()));
-  if (sequence) static_cast<CORBA::ULong>(v.size()) >>= data();
+  if (sequence) static_cast<CORBA::ULong>(v.size()) >>= out_;
   for (std::size_t i = 0; i < v.size(); ++i) {
     PathStep step(path_, i);
     value(v[i], element);
@@ -608,7 +585,7 @@ void ValueEncoder::any(const json& v) {
   CORBA::TypeCode_var t = unaliased(tc);
   bool empty = t->kind() == CORBA::tk_null || t->kind() == CORBA::tk_void;
   if (!empty && !v.contains("value")) fail("missing member 'value'");
-  CORBA::TypeCode::marshalTypeCode(tc, data());
+  CORBA::TypeCode::marshalTypeCode(tc, out_);
   PathStep step(path_, "value");
   value(v.contains("value") ? v["value"] : json(), tc);
 }
@@ -616,7 +593,7 @@ void ValueEncoder::any(const json& v) {
 void ValueEncoder::typecode(const json& v) {
   if (!v.is_string()) expected("an IDL type name", v);
   CORBA::TypeCode_var tc = named_type(v.get<std::string>());
-  CORBA::TypeCode::marshalTypeCode(tc, data());
+  CORBA::TypeCode::marshalTypeCode(tc, out_);
 }
 
 void ValueEncoder::object(const json& v) {
@@ -632,17 +609,17 @@ void ValueEncoder::object(const json& v) {
   } else if (!v.is_null()) {
     expected("an object reference (IOR or corbaloc URL) or null", v);
   }
-  CORBA::Object::_marshalObjRef(obj.in(), data());
+  CORBA::Object::_marshalObjRef(obj.in(), out_);
 }
 
 void ValueEncoder::abstract_interface(const json& v, CORBA::TypeCode_ptr tc) {
   if (v.is_string()) {
-    data().marshalBoolean(true);
+    out_.marshalBoolean(true);
     return object(v);
   }
   if (!v.is_null() && !v.is_object())
     expected("an object reference, a value object or null", v);
-  data().marshalBoolean(false);
+  out_.marshalBoolean(false);
   (void)tc;
   CORBA::TypeCode_var base = value_base_typecode(orb_);
   value_type(v, base);
@@ -655,7 +632,6 @@ bool ValueEncoder::shared_value(const json& v) {
   if (at == value_at_.end())
     fail("\"@ref\": " + json_preview(v["@ref"]) +
          " names no value written before it (\"@id\")");
-  close_chunk();
   out_.alignOutput(omni::ALIGN_4);
   kIndirection >>= out_;
   CORBA::Long offset = static_cast<CORBA::Long>(at->second) -
@@ -694,9 +670,10 @@ CORBA::TypeCode_ptr ValueEncoder::actual_value_type(
   return actual._retn();
 }
 
-void ValueEncoder::value_header(const json& v, CORBA::TypeCode_ptr actual,
-                                bool chunked) {
-  close_chunk();
+void ValueEncoder::value_header(const json& v, CORBA::TypeCode_ptr actual) {
+  // omniORB copies every value it takes from an Any into its own form,
+  // chunked where the wire needs it: one repository id and no chunks are
+  // enough here.
   out_.alignOutput(omni::ALIGN_4);
   CORBA::ULong at = out_.bufSize();
   auto id = v.find("@id");
@@ -704,30 +681,8 @@ void ValueEncoder::value_header(const json& v, CORBA::TypeCode_ptr actual,
     if (!value_at_.emplace(id->dump(), at).second)
       fail("\"@id\": " + json_preview(*id) + " is used twice");
   }
-  std::vector<std::string> ids{actual->id()};
-  if (actual->kind() == CORBA::tk_value) {
-    CORBA::TypeCode_var t = CORBA::TypeCode::_duplicate(actual);
-    while (t->type_modifier() == CORBA::VM_TRUNCATABLE) {
-      t = t->concrete_base_type();
-      if (CORBA::is_nil(t) || t->kind() != CORBA::tk_value) break;
-      ids.emplace_back(t->id());
-    }
-  }
-  CORBA::ULong tag = kValueTag | (ids.size() > 1 ? kIdList : kSingleId) |
-                     (chunked ? kChunked : 0);
-  tag >>= out_;
-  if (ids.size() > 1) static_cast<CORBA::ULong>(ids.size()) >>= out_;
-  for (const std::string& i : ids) out_.marshalString(i.c_str());
-  if (chunked) ++chunk_level_;
-}
-
-void ValueEncoder::end_value(bool chunked) {
-  if (!chunked) return;
-  close_chunk();
-  out_.alignOutput(omni::ALIGN_4);
-  CORBA::Long end = -chunk_level_;
-  end >>= out_;
-  --chunk_level_;
+  (kValueTag | kSingleId) >>= out_;
+  out_.marshalString(actual->id());
 }
 
 void ValueEncoder::value_state(const json& v, CORBA::TypeCode_ptr tc) {
@@ -746,8 +701,6 @@ void ValueEncoder::value_state(const json& v, CORBA::TypeCode_ptr tc) {
 
 void ValueEncoder::value_type(const json& v, CORBA::TypeCode_ptr tc) {
   if (v.is_null()) {
-    close_chunk();
-    out_.alignOutput(omni::ALIGN_4);
     static_cast<CORBA::ULong>(0) >>= out_;
     return;
   }
@@ -773,17 +726,12 @@ void ValueEncoder::value_type(const json& v, CORBA::TypeCode_ptr tc) {
     if (!names.count(it.key()))
       fail("unknown member '" + it.key() + "' of value type " + actual->name());
 
-  bool chunked =
-      chunk_level_ > 0 || actual->type_modifier() == CORBA::VM_TRUNCATABLE;
-  value_header(v, actual, chunked);
+  value_header(v, actual);
   value_state(v, actual);
-  end_value(chunked);
 }
 
 void ValueEncoder::value_box(const json& v, CORBA::TypeCode_ptr tc) {
   if (v.is_null()) {
-    close_chunk();
-    out_.alignOutput(omni::ALIGN_4);
     static_cast<CORBA::ULong>(0) >>= out_;
     return;
   }
@@ -795,8 +743,7 @@ void ValueEncoder::value_box(const json& v, CORBA::TypeCode_ptr tc) {
       if (it.key() != "@id" && it.key() != "@box")
         fail("unknown member '" + it.key() + "' of a shared box (@id, @box)");
   }
-  bool chunked = chunk_level_ > 0;
-  value_header(wrapped ? v : json::object(), tc, chunked);
+  value_header(wrapped ? v : json::object(), tc);
   CORBA::TypeCode_var content = tc->content_type();
   if (wrapped) {
     PathStep step(path_, "@box");
@@ -804,5 +751,4 @@ void ValueEncoder::value_box(const json& v, CORBA::TypeCode_ptr tc) {
   } else {
     value(v, content);
   }
-  end_value(chunked);
 }

@@ -56,18 +56,12 @@ class ValueEncoder {
   void value_type(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
   void value_box(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
   bool shared_value(const nlohmann::ordered_json& v);
-  void value_header(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr actual,
-                    bool chunked);
+  void value_header(const nlohmann::ordered_json& v,
+                    CORBA::TypeCode_ptr actual);
   void value_state(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
-  void end_value(bool chunked);
   CORBA::TypeCode_ptr actual_value_type(const nlohmann::ordered_json& v,
                                         CORBA::TypeCode_ptr declared);
   CORBA::TypeCode_ptr named_type(const std::string& text);
-
-  // The stream for the data of a value: opens a chunk first when inside
-  // a chunked value type.
-  cdrStream& data();
-  void close_chunk();
 
   [[noreturn]] void fail(const std::string& message) const;
   [[noreturn]] void expected(const std::string& what,
@@ -79,8 +73,6 @@ class ValueEncoder {
   std::string path_;
   // "@id" of a value (its JSON text) -> the stream position of its tag.
   std::map<std::string, CORBA::ULong> value_at_;
-  int chunk_level_ = 0;        // nesting of the chunked values being written
-  long chunk_length_at_ = -1;  // position of the open chunk's length, or -1
 
   friend class PathStep;
 };
