@@ -258,14 +258,20 @@ InterfaceOperations DynamicCaller::operations_of(CORBA::Object_ptr target,
   }
   if (CORBA::is_nil(idef)) {
     try {
-      // omniORB answers _get_interface() for a target it cannot reach
-      // from the client's own repository reference: ask the target first.
-      if (target->_non_existent())
-        throw CallError("no object exists at the target");
       idef = target->_get_interface();
     } catch (const CORBA::SystemException& e) {
-      if (unreachable(e))
-        throw CallError("the target does not answer: " + exception_text(e));
+      // omniORB answers _get_interface() for a target that it cannot
+      // reach from the client's own repository reference: ask the target
+      // itself why.
+      bool exists = true;
+      try {
+        exists = !target->_non_existent();
+      } catch (const CORBA::SystemException& ping) {
+        if (unreachable(ping))
+          throw CallError("the target does not answer: " +
+                          exception_text(ping));
+      }
+      if (!exists) throw CallError("no object exists at the target");
       throw CallError("the target does not tell its interface (" +
                       exception_text(e) +
                       "): give --interface NAME|ID, or start its server "
