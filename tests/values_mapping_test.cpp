@@ -3,6 +3,7 @@
 // compiled stubs, and every refusal with its exact message and path.
 #include <gtest/gtest.h>
 #include <omniORB4/CORBA.h>
+#include <omniORB4/cdrStream.h>
 
 #include <string>
 #include <vector>
@@ -634,6 +635,50 @@ TEST(JsonMapping, CompiledStubsReadWhatTheMappingWrites) {
   CORBA::Fixed m;
   ASSERT_TRUE(money.in() >>= CORBA::Any::to_fixed(m, 9, 2));
   EXPECT_TRUE(m == CORBA::Fixed("-12.5"));
+}
+
+}  // namespace
+
+namespace {
+
+// Deep nesting is refused with a message, in both directions, instead of
+// exhausting the stack.
+TEST(JsonMapping, RefusesNestingDeeperThanTheLimit) {
+  ValueCodec codec = Codec();
+  json tree = J("{\"name\":\"leaf\",\"kids\":[]}");
+  for (int i = 0; i < 3000; ++i)
+    tree = json{{"name", "n"}, {"kids", json::array({std::move(tree)})}};
+  try {
+    CORBA::Any_var any = codec.to_any(tree, CallTest::_tc_Tree, "args[0]");
+    ADD_FAILURE() << "accepted";
+  } catch (const ValueError& e) {
+    EXPECT_NE(std::string(e.what()).find("nested deeper than 1000 levels"),
+              std::string::npos)
+        << e.what();
+  }
+
+  // A sequence of sequences 1200 deep, written by hand.
+  CORBA::TypeCode_var tc = CORBA::TypeCode::_duplicate(CORBA::_tc_long);
+  cdrMemoryStream data;
+  for (int i = 0; i < 1200; ++i) {
+    tc = test_orb()->create_sequence_tc(0, tc);
+    static_cast<CORBA::ULong>(1) >>= data;
+  }
+  static_cast<CORBA::Long>(5) >>= data;
+  cdrMemoryStream stream;
+  CORBA::TypeCode::marshalTypeCode(tc, stream);
+  stream.put_octet_array(static_cast<const CORBA::Octet*>(data.bufPtr()),
+                         static_cast<int>(data.bufSize()));
+  CORBA::Any deep;
+  deep <<= stream;
+  try {
+    json out = codec.to_json(deep, "result");
+    ADD_FAILURE() << "read";
+  } catch (const ValueError& e) {
+    EXPECT_NE(std::string(e.what()).find("nested deeper than 1000 levels"),
+              std::string::npos)
+        << e.what();
+  }
 }
 
 }  // namespace

@@ -28,6 +28,26 @@ class PathStep {
   std::size_t size_;
 };
 
+// How deep values may nest (structs in sequences in values ...): deeper
+// JSON or CDR is refused rather than exhausting the stack.
+constexpr int kMaxNesting = 1000;
+
+// Counts one level of nesting in `depth` for its lifetime.
+class NestingLevel {
+ public:
+  explicit NestingLevel(int& depth) : depth_(++depth) {}
+  ~NestingLevel() { --depth_; }
+  NestingLevel(const NestingLevel&) = delete;
+  NestingLevel& operator=(const NestingLevel&) = delete;
+  bool too_deep() const { return depth_ > kMaxNesting; }
+  static std::string message() {
+    return "nested deeper than " + std::to_string(kMaxNesting) + " levels";
+  }
+
+ private:
+  int& depth_;
+};
+
 // A short JSON text of `v` for messages (at most about 40 characters).
 inline std::string json_preview(const nlohmann::ordered_json& v) {
   std::string text =

@@ -83,6 +83,8 @@ std::string ValueDecoder::type_text(CORBA::TypeCode_ptr tc) {
 }
 
 json ValueDecoder::value(CORBA::TypeCode_ptr tc) {
+  NestingLevel level(depth_);
+  if (level.too_deep()) fail(NestingLevel::message());
   CORBA::TypeCode_var t = unaliased(tc);
   CORBA::TCKind k = t->kind();
   switch (k) {

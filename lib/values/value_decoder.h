@@ -26,7 +26,8 @@ class ValueDecoder {
 
   // The value of type `tc` at the stream's read position.  Throws
   // ValueError (path relative to `path`) for data that has no JSON form
-  // (a custom-marshalled value, a value type the resolver does not know)
+  // (a custom-marshalled value, a value type the resolver does not know,
+  // nesting deeper than kMaxNesting)
   // and CORBA::MARSHAL for data that ends too soon or is malformed.
   nlohmann::ordered_json read(CORBA::TypeCode_ptr tc,
                               const std::string& path = "");
@@ -63,6 +64,7 @@ class ValueDecoder {
   int next_id_ = 1;
   // Repository id strings by position, for id indirections.
   std::map<CORBA::ULong, std::string> string_at_;
+  int depth_ = 0;  // nesting of the value being read
 };
 
 #endif

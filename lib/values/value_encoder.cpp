@@ -144,6 +144,8 @@ void ValueEncoder::expected(const std::string& what, const json& got) const {
 }
 
 void ValueEncoder::value(const json& v, CORBA::TypeCode_ptr tc) {
+  NestingLevel level(depth_);
+  if (level.too_deep()) fail(NestingLevel::message());
   CORBA::TypeCode_var t = unaliased(tc);
   CORBA::TCKind k = t->kind();
   switch (k) {
@@ -195,7 +197,7 @@ void ValueEncoder::value(const json& v, CORBA::TypeCode_ptr tc) {
     case CORBA::tk_objref:
       return object(v);
     case CORBA::tk_abstract_interface:
-      return abstract_interface(v, t);
+      return abstract_interface(v);
     case CORBA::tk_value:
       return value_type(v, t);
     case CORBA::tk_value_box:
@@ -612,7 +614,7 @@ void ValueEncoder::object(const json& v) {
   CORBA::Object::_marshalObjRef(obj.in(), out_);
 }
 
-void ValueEncoder::abstract_interface(const json& v, CORBA::TypeCode_ptr tc) {
+void ValueEncoder::abstract_interface(const json& v) {
   if (v.is_string()) {
     out_.marshalBoolean(true);
     return object(v);
@@ -620,7 +622,6 @@ void ValueEncoder::abstract_interface(const json& v, CORBA::TypeCode_ptr tc) {
   if (!v.is_null() && !v.is_object())
     expected("an object reference, a value object or null", v);
   out_.marshalBoolean(false);
-  (void)tc;
   CORBA::TypeCode_var base = value_base_typecode(orb_);
   value_type(v, base);
 }

@@ -51,8 +51,7 @@ class ValueEncoder {
   void any(const nlohmann::ordered_json& v);
   void typecode(const nlohmann::ordered_json& v);
   void object(const nlohmann::ordered_json& v);
-  void abstract_interface(const nlohmann::ordered_json& v,
-                          CORBA::TypeCode_ptr tc);
+  void abstract_interface(const nlohmann::ordered_json& v);
   void value_type(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
   void value_box(const nlohmann::ordered_json& v, CORBA::TypeCode_ptr tc);
   bool shared_value(const nlohmann::ordered_json& v);
@@ -73,8 +72,7 @@ class ValueEncoder {
   std::string path_;
   // "@id" of a value (its JSON text) -> the stream position of its tag.
   std::map<std::string, CORBA::ULong> value_at_;
-
-  friend class PathStep;
+  int depth_ = 0;  // nesting of the value being written
 };
 
 #endif
