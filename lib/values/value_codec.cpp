@@ -18,14 +18,9 @@ CORBA::Any* ValueCodec::to_any(const json& value, CORBA::TypeCode_ptr tc,
   CORBA::TypeCode::marshalTypeCode(tc, stream);
   ValueEncoder(orb_, resolver_, stream).write(value, tc, path);
   stream.clearValueTracker();
-  CORBA::Any* any = new CORBA::Any;
-  try {
-    *any <<= stream;
-  } catch (...) {
-    delete any;
-    throw;
-  }
-  return any;
+  CORBA::Any_var any = new CORBA::Any;
+  any.inout() <<= stream;
+  return any._retn();
 }
 
 json ValueCodec::to_json(const CORBA::Any& any, const std::string& path) const {
