@@ -364,7 +364,7 @@ CallOutcome DynamicCaller::call(CORBA::Object_ptr target,
     try {
       if (p.mode == CORBA::PARAM_OUT) {
         // An out argument only carries its type to the ORB.
-        value = codec_.to_any(codec_.sample(p.type), p.type);
+        value = codec_.to_any(codec_.sample(p.type), p.type, "out." + p.name);
       } else {
         value = codec_.to_any(*given[next].first, p.type, given[next].second);
         ++next;
