@@ -655,6 +655,8 @@ TEST(JsonMapping, RefusesNestingDeeperThanTheLimit) {
     EXPECT_NE(std::string(e.what()).find("nested deeper than 1000 levels"),
               std::string::npos)
         << e.what();
+    EXPECT_EQ(e.path().compare(0, 19, "args[0].kids[0].kid"), 0);
+    EXPECT_LT(std::string(e.what()).size(), 200u);  // the path shortened
   }
 
   // A sequence of sequences 1200 deep, written by hand.
