@@ -11,7 +11,8 @@ JOBS ?= 2
 PREFIX ?= /usr/local
 DEBS := cmake g++ make pkg-config python3 libomniorb4-dev omniidl \
         omniorb-idl libcos4-dev libsqlite3-dev libgtest-dev libgmock-dev openssl \
-        nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libsystemd-dev ccache
+        nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libsystemd-dev ccache \
+        omniorb-nameserver
 # What make install and make deb need beyond that: the man page renderer
 # and the Debian packaging tools.
 INSTALL_DEBS := go-md2man

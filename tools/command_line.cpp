@@ -84,9 +84,12 @@ const char kMainUsage[] =
     "  find PATTERN           search definitions by name or id\n"
     "  refs NAME|ID           the definitions that refer to one\n"
     "  children NAME|ID       the interfaces that derive from one directly\n"
+    "  call TARGET OPERATION [JSON-ARGS]\n"
+    "                         call an operation of any object with JSON\n"
     "\n"
     "NAME is a scoped name (::A::B); ID a repository id (IDL:A/B:1.0).\n"
-    "Exit status: 0 success, 1 failure, 2 bad command line.\n";
+    "Exit status: 0 success, 1 failure, 2 bad command line (call: 3 when\n"
+    "the operation raised a user exception).\n";
 
 struct CommandHelp {
   const char* command;
@@ -167,6 +170,35 @@ const CommandHelp kCommands[] = {
      "Usage: irctl children NAME|ID\n"
      "\n"
      "Prints the interfaces that name the interface NAME as a direct base.\n"},
+    {"call",
+     "Usage: irctl call [--ns URL] [--interface NAME|ID] [--timeout SECONDS]\n"
+     "                  TARGET OPERATION [JSON-ARGS]\n"
+     "       irctl call [--ns URL] [--interface NAME|ID] TARGET --list\n"
+     "\n"
+     "Calls OPERATION on the object TARGET through the DII, with the types\n"
+     "the repository gives, and prints the outcome as one JSON object:\n"
+     "  {\"result\": R, \"out\": {\"<name>\": V, ...}}   (no result for void)\n"
+     "  {\"exception\": \"<repository id>\", \"members\": {...}}\n"
+     "                                                 (exit status 3)\n"
+     "  {\"system_exception\": \"<name>\", \"minor\": N,\n"
+     "   \"minor_text\": \"...\", \"completed\": \"NO|YES|MAYBE\"}\n"
+     "                                                 (exit status 1)\n"
+     "\n"
+     "TARGET is an IOR, a corbaloc or corbaname URL, or a name (a/b.kind)\n"
+     "in the naming service.  JSON-ARGS is a JSON array of the in and inout\n"
+     "parameters in order, or an object keyed by their names; '-' reads it\n"
+     "from standard input.  Attributes are called as _get_NAME and\n"
+     "_set_NAME; oneway operations return at once.  lib/values/README.md\n"
+     "gives the JSON form of every IDL type.\n"
+     "\n"
+     "  --ns URL            the naming service for names (HOST:PORT means\n"
+     "                      its corbaloc); default: the NameService\n"
+     "                      initial reference\n"
+     "  --interface NAME|ID the target's interface in the repository\n"
+     "                      (default: ask the target, _get_interface())\n"
+     "  --timeout SECONDS   give up on a call that takes longer\n"
+     "  --list              list the operations and attributes with a\n"
+     "                      sample of their arguments\n"},
 };
 
 }  // namespace

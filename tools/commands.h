@@ -27,5 +27,7 @@ int idl_command(CommandContext& ctx, const Args& args);
 int find_command(CommandContext& ctx, const Args& args);
 int refs_command(CommandContext& ctx, const Args& args);
 int children_command(CommandContext& ctx, const Args& args);
+// Also returns 3 when the called operation raised a user exception.
+int call_command(CommandContext& ctx, const Args& args);
 
 #endif

@@ -27,6 +27,7 @@ const Command kCommands[] = {
     {"ls", ls_command},     {"describe", describe_command},
     {"idl", idl_command},   {"find", find_command},
     {"refs", refs_command}, {"children", children_command},
+    {"call", call_command},
 };
 
 int usage_error(const std::string& command, const std::string& what) {
