@@ -296,6 +296,10 @@ void IrServerProcess::stop() {
       << "irserver did not stop cleanly on SIGTERM: " << end.describe();
 }
 
+void IrServerProcess::send_signal(int sig) {
+  if (running()) kill(pid_, sig);
+}
+
 void IrServerProcess::kill9() {
   ProcessResult end = terminate(SIGKILL);
   EXPECT_EQ(end.term_signal, SIGKILL) << end.describe();

@@ -109,6 +109,8 @@ class IrServerProcess {
   void stop();
   // SIGKILL: no chance to clean up.
   void kill9();
+  // Sends `sig` and returns at once (SIGHUP and the like).
+  void send_signal(int sig);
   bool running() const { return pid_ > 0; }
 
   int port() const { return port_; }

@@ -1,7 +1,11 @@
 #include "cli.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <fstream>
+#include <iostream>
+#include <iterator>
+#include <nlohmann/json.hpp>
 #include <regex>
 
 #include "client/corba_text.h"
@@ -83,6 +87,24 @@ const CommandInfo kCommands[] = {
     {"backup", "make the server write a copy of its database",
      "The running server writes a consistent copy of its database into\n"
      "its backup directory; prints the copy's path."},
+    {"call", "call an operation of any object with JSON arguments",
+     "Calls OPERATION on the object TARGET through the DII, with the types\n"
+     "the repository gives, and prints the outcome as one JSON object:\n"
+     "  {\"result\": R, \"out\": {\"<name>\": V, ...}}   (no result for void)\n"
+     "  {\"exception\": \"<repository id>\", \"members\": {...}}\n"
+     "                                                 (exit status 3)\n"
+     "  {\"system_exception\": \"<name>\", \"minor\": N,\n"
+     "   \"minor_text\": \"...\", \"completed\": \"NO|YES|MAYBE\"}\n"
+     "                                                 (exit status 1)\n"
+     "With --list: the operations and attributes of TARGET with a sample\n"
+     "of their arguments, and no call.\n"
+     "\n"
+     "TARGET is an IOR, a corbaloc or corbaname URL, or a name (a/b.kind)\n"
+     "in the naming service.  JSON-ARGS is a JSON array of the in and inout\n"
+     "parameters in order, or an object keyed by their names; '-' reads it\n"
+     "from standard input.  Attributes are called as _get_NAME and\n"
+     "_set_NAME; oneway operations return at once.  lib/values/README.md\n"
+     "gives the JSON form of every IDL type."},
 };
 
 // Usage lines name the tool with the command: "irctl feed [OPTIONS]".
@@ -183,6 +205,46 @@ void add_idl_input(CLI::App* cmd, IdlInputOptions& in, bool feed) {
   }
 }
 
+// The --timeout value in milliseconds; throws UsageError unless it is a
+// positive number of seconds (a week at most).
+unsigned long timeout_ms(const std::string& text) {
+  char* end = nullptr;
+  double seconds = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || !(seconds > 0) || seconds > 86400 * 7)
+    throw UsageError("--timeout wants a positive number of seconds, not '" +
+                     text + "'");
+  unsigned long ms = static_cast<unsigned long>(seconds * 1000 + 0.5);
+  return ms ? ms : 1;
+}
+
+// Checks the arguments of call (reading JSON-ARGS "-" from standard
+// input) and fills `call`; throws UsageError.
+void check_call(const std::vector<std::string>& pos, const std::string& timeout,
+                CallOptions* call) {
+  if (pos.empty()) throw UsageError("give a TARGET");
+  if (call->list && pos.size() != 1)
+    throw UsageError("--list takes a TARGET and nothing else");
+  if (!call->list && pos.size() < 2) throw UsageError("give an OPERATION");
+  if (pos.size() > 3) throw UsageError("too many arguments: '" + pos[3] + "'");
+  if (!timeout.empty()) call->timeout_ms = timeout_ms(timeout);
+  call->target = pos[0];
+  if (pos.size() > 1) call->operation = pos[1];
+  if (pos.size() < 3) return;
+  call->args = pos[2];
+  if (call->args == "-")
+    call->args.assign(std::istreambuf_iterator<char>(std::cin),
+                      std::istreambuf_iterator<char>());
+  try {
+    nlohmann::ordered_json parsed = nlohmann::ordered_json::parse(call->args);
+    (void)parsed;  // call_command reads it again
+  } catch (const nlohmann::json::parse_error& e) {
+    std::string why = e.what();
+    std::string::size_type tag = why.find("] ");
+    if (tag != std::string::npos) why = why.substr(tag + 2);
+    throw UsageError("JSON-ARGS is not JSON: " + why);
+  }
+}
+
 std::string footer_text() {
   std::string text = kFooter;
   std::string::size_type at = text.find("%DEFAULT%");
@@ -232,7 +294,7 @@ std::string repository_url(const std::string& ir) {
   static const std::regex host_port(
       R"(^(\[[0-9A-Fa-f:.]+\]|[A-Za-z0-9._-]+):([0-9]{1,5})$)");
   static const std::regex corbaloc_no_key(
-      R"(^corbaloc:(iiop)?:(\[[0-9A-Fa-f:.]+\]|[A-Za-z0-9._-]+)(:[0-9]{1,5})?/?$)");
+      R"(^corbaloc:(iiop|ssliop)?:(\[[0-9A-Fa-f:.]+\]|[A-Za-z0-9._-]+)(:[0-9]{1,5})?/?$)");
   if (ir.compare(0, 4, "IOR:") == 0 || ir.compare(0, 10, "corbaname:") == 0)
     return ir;
   if (std::regex_match(ir, corbaloc_no_key)) {
@@ -371,6 +433,37 @@ ParseOutcome parse_command_line(int argc, char** argv, CommandLine* out) {
       ->add_option("NAME", out->children.name, "an interface")
       ->required();
 
+  CallOptions& call = out->call;
+  std::string timeout;
+  std::vector<std::string> call_args(3);
+  cmd["call"]
+      ->add_option("--ns", call.ns,
+                   "the naming service for names (HOST:PORT means its "
+                   "corbaloc); default: the NameService initial "
+                   "reference")
+      ->type_name("URL");
+  cmd["call"]
+      ->add_option("--interface", call.interface,
+                   "the target's interface in the repository "
+                   "(default: ask the target, _get_interface())")
+      ->type_name("NAME|ID");
+  cmd["call"]
+      ->add_option("--timeout", timeout, "give up on a call that takes longer")
+      ->type_name("SECONDS");
+  cmd["call"]->add_flag("--list", call.list,
+                        "list the operations and attributes with a sample of "
+                        "their arguments");
+  // Three positionals of one value each: CLI11 would split a JSON array
+  // given to a list-valued one at its commas.
+  cmd["call"]->add_option("TARGET", call_args[0],
+                          "an IOR, a corbaloc or corbaname URL, or a name in "
+                          "the naming service");
+  cmd["call"]->add_option("OPERATION", call_args[1],
+                          "the operation or attribute accessor");
+  cmd["call"]->add_option("JSON-ARGS", call_args[2],
+                          "the in and inout parameters: a JSON array or "
+                          "object, or - for standard input");
+
   // CLI11 reads the arguments back to front.
   std::vector<std::string> reversed(args.rbegin(), args.rend());
   try {
@@ -390,6 +483,11 @@ ParseOutcome parse_command_line(int argc, char** argv, CommandLine* out) {
           (!rm.input.include_dirs.empty() || !rm.input.defines.empty() ||
            rm.input.include_deps))
         throw UsageError("-I, -D and --include-deps apply to IDL files");
+    }
+    if (out->command == "call") {
+      while (!call_args.empty() && call_args.back().empty())
+        call_args.pop_back();
+      check_call(call_args, timeout, &call);
     }
     if (out->command == "feed" && feed.force && !feed.replace)
       throw UsageError("--force goes with --replace");

@@ -83,6 +83,18 @@ struct ChildrenOptions {
   std::string name;
 };
 
+struct CallOptions {
+  std::string ns;                // --ns: the naming service for names
+  std::string interface;         // --interface: the target's interface
+  unsigned long timeout_ms = 0;  // --timeout; 0 none
+  bool list = false;             // --list: the operations, no call
+  std::string target;
+  std::string operation;
+  // JSON-ARGS as text ("" when not given; "-" has been read from
+  // standard input already).
+  std::string args;
+};
+
 struct CommandLine {
   GlobalOptions global;
   std::string command;  // "feed", "ls", ...
@@ -94,6 +106,7 @@ struct CommandLine {
   FindOptions find;
   RefsOptions refs;
   ChildrenOptions children;
+  CallOptions call;
 };
 
 // What parse_command_line decided.

@@ -36,5 +36,7 @@ int refs_command(CommandContext& ctx, const RefsOptions& options);
 int children_command(CommandContext& ctx, const ChildrenOptions& options);
 int ping_command(CommandContext& ctx);
 int backup_command(CommandContext& ctx);
+// Also returns 3 when the called operation raised a user exception.
+int call_command(CommandContext& ctx, const CallOptions& options);
 
 #endif

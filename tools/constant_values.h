@@ -7,12 +7,12 @@
 
 #include "client/type_text.h"
 #include "idl_records.h"
-#include "repository_types.h"
+#include "type_objects.h"
 
 class ConstantValues {
  public:
   // `types` gives the TypeCodes of enums; both must outlive this object.
-  ConstantValues(AnyCodec& codec, RepositoryTypes& types)
+  ConstantValues(AnyCodec& codec, TypeObjects& types)
       : codec_(codec), types_(types) {}
 
   // The value of the constant `d` (a new Any).  Throws DefinitionError
@@ -24,7 +24,7 @@ class ConstantValues {
 
  private:
   AnyCodec& codec_;
-  RepositoryTypes& types_;
+  TypeObjects& types_;
 };
 
 #endif

@@ -8,7 +8,7 @@
 #include "constant_values.h"
 #include "feed_support.h"
 #include "idl_records.h"
-#include "repository_types.h"
+#include "type_objects.h"
 
 // Every method runs the change hook before it changes anything, and
 // throws the CORBA exception of a failed call or a DefinitionError.  Not
@@ -16,7 +16,7 @@
 class DefinitionCreator {
  public:
   // All must outlive this object.
-  DefinitionCreator(CORBA::Repository_ptr repository, RepositoryTypes& types,
+  DefinitionCreator(CORBA::Repository_ptr repository, TypeObjects& types,
                     ConstantValues& values, ReferenceSource& refs,
                     ChangeHook before_change)
       : repository_(repository),
@@ -56,7 +56,7 @@ class DefinitionCreator {
   CORBA::EnumMemberSeq enumerators(const DefRecord& d);
 
   CORBA::Repository_ptr repository_;
-  RepositoryTypes& types_;
+  TypeObjects& types_;
   ConstantValues& values_;
   ReferenceSource& refs_;
   ChangeHook before_change_;

@@ -25,7 +25,7 @@
 #include "feed_support.h"
 #include "idl_comments.h"
 #include "idl_records.h"
-#include "repository_types.h"
+#include "type_objects.h"
 
 // A failed feed of one file; what() is the one-line reason (file, line,
 // definition, step and the CORBA exception).  The file's transaction, if
@@ -144,7 +144,7 @@ class DefinitionFeeder : public ReferenceSource {
   RepositorySession& session_;
   FeederMode mode_;
   AnyCodec codec_;
-  RepositoryTypes types_;
+  TypeObjects types_;
   ConstantValues values_;
   DefinitionComparer comparer_;
   DefinitionCreator creator_;

@@ -8,6 +8,7 @@
 
 #include "cli.h"
 #include "commands.h"
+#include "platform/ssl_transport.h"
 #include "request_tracker.h"
 
 namespace {
@@ -24,6 +25,7 @@ int run(CommandContext& ctx, const CommandLine& cl) {
   if (c == "children") return children_command(ctx, cl.children);
   if (c == "ping") return ping_command(ctx);
   if (c == "backup") return backup_command(ctx);
+  if (c == "call") return call_command(ctx, cl.call);
   std::cerr << "irctl: unknown command " << c << std::endl;
   return 2;
 }
@@ -48,6 +50,15 @@ int main(int argc, char** argv) {
     return 2;
   }
 
+  // omniORB's SSL transport, when an -ORB option or the address asks
+  // for it.
+  std::vector<std::string> ssl_args = cl.global.orb_args;
+  ssl_args.push_back(cl.global.ir);
+  std::string ssl_error = KALDLoadSslTransport(ssl_args);
+  if (!ssl_error.empty()) {
+    std::cerr << "irctl: " << ssl_error << std::endl;
+    return 1;
+  }
   std::vector<char*> orb_argv;
   for (std::string& a : cl.global.orb_args) orb_argv.push_back(&a[0]);
   orb_argv.push_back(nullptr);

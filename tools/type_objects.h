@@ -1,7 +1,7 @@
 // The repository's objects for the types of parsed IDL: primitives,
 // anonymous types (made on first use) and named types.
-#ifndef IR_TOOLS_REPOSITORY_TYPES_H
-#define IR_TOOLS_REPOSITORY_TYPES_H
+#ifndef IR_TOOLS_TYPE_OBJECTS_H
+#define IR_TOOLS_TYPE_OBJECTS_H
 
 #include <omniORB4/CORBA.h>
 
@@ -14,12 +14,12 @@
 // Caches what it resolved; forget() drops the cache (after a cancelled
 // transaction or a removal the anonymous types may be gone).  Not
 // thread-safe.
-class RepositoryTypes {
+class TypeObjects {
  public:
   // `refs` resolves named types; `before_change` runs before an anonymous
   // type is created.  All must outlive this object.
-  RepositoryTypes(CORBA::Repository_ptr repository, ReferenceSource& refs,
-                  ChangeHook before_change);
+  TypeObjects(CORBA::Repository_ptr repository, ReferenceSource& refs,
+              ChangeHook before_change);
 
   // The IDLType of `t` (a new reference).  Throws DefinitionError for a
   // type the repository cannot hold, or from the reference source.

@@ -1,4 +1,4 @@
-#include "repository_types.h"
+#include "type_objects.h"
 
 namespace {
 
@@ -31,14 +31,13 @@ constexpr PrimitiveName kPrimitives[] = {
 
 }  // namespace
 
-RepositoryTypes::RepositoryTypes(CORBA::Repository_ptr repository,
-                                 ReferenceSource& refs,
-                                 ChangeHook before_change)
+TypeObjects::TypeObjects(CORBA::Repository_ptr repository,
+                         ReferenceSource& refs, ChangeHook before_change)
     : repository_(repository),
       refs_(refs),
       before_change_(std::move(before_change)) {}
 
-CORBA::IDLType_ptr RepositoryTypes::primitive(CORBA::PrimitiveKind kind) {
+CORBA::IDLType_ptr TypeObjects::primitive(CORBA::PrimitiveKind kind) {
   CORBA::IDLType_var& slot = primitives_[static_cast<int>(kind)];
   if (CORBA::is_nil(slot)) {
     CORBA::PrimitiveDef_var p = repository_->get_primitive(kind);
@@ -47,7 +46,7 @@ CORBA::IDLType_ptr RepositoryTypes::primitive(CORBA::PrimitiveKind kind) {
   return CORBA::IDLType::_duplicate(slot);
 }
 
-CORBA::IDLType_ptr RepositoryTypes::resolve(const TypeExpr& t) {
+CORBA::IDLType_ptr TypeObjects::resolve(const TypeExpr& t) {
   switch (t.kind) {
     case TypeExpr::kPrimitive:
       for (const PrimitiveName& p : kPrimitives)
@@ -99,7 +98,7 @@ CORBA::IDLType_ptr RepositoryTypes::resolve(const TypeExpr& t) {
   return made._retn();
 }
 
-CORBA::TypeCode_ptr RepositoryTypes::type_code(const TypeExpr& t) {
+CORBA::TypeCode_ptr TypeObjects::type_code(const TypeExpr& t) {
   CORBA::IDLType_var type = resolve(t);
   return type->type();
 }
