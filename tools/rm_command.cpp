@@ -225,19 +225,8 @@ void in_transaction(CommandContext& ctx, Body body) {
   ext->ext_endUserTransaction();
 }
 
-// The module `m` as a target of its own (nothing inside it counted).
-Target module_target(CORBA::Contained_ptr m) {
-  Target t;
-  t.ref = CORBA::Contained::_duplicate(m);
-  CORBA::String_var id = m->id();
-  CORBA::String_var name = m->absolute_name();
-  t.def = DefinitionRef{id.in(), name.in()};
-  t.kind = CORBA::dk_Module;
-  return t;
-}
-
-// Carries out (or, in a dry run, shows) one removal, then removes the
-// modules of `modules_after` (innermost first) that it leaves empty.
+// Carries out (or, in a dry run, shows) one removal, with the modules of
+// `modules_after` (innermost first) that it leaves empty.
 // `gone` holds the scoped names that earlier removals of the run took (a
 // dry run removes nothing, so a later file must not count their users);
 // what this one removes is added.  Returns false when it was refused.  Throws
@@ -246,8 +235,7 @@ bool carry_out(CommandContext& ctx, const RmOptions& o, RmReport& report,
                Removal& removal, RepositoryListing& listing,
                std::vector<std::string>* gone,
                const std::set<std::string>& run_ids,
-               const std::vector<CORBA::Contained_var>& modules_after,
-               int* removed_count) {
+               const std::vector<Target>& modules_after, int* removed_count) {
   removal.set_step("asking what uses what is removed");
   const std::vector<std::string>& also_gone = *gone;
   std::vector<Dangling> uses = removal.dangling(also_gone, run_ids);
@@ -255,46 +243,35 @@ bool carry_out(CommandContext& ctx, const RmOptions& o, RmReport& report,
     report.refused(uses);
     return false;
   }
-  std::vector<Target> emptied;
+  // A module of the file that the removal empties goes as a whole, with
+  // one destroy instead of one per definition inside it; modules that
+  // keep other contents stay.
   auto covered = [&](const std::string& name) {
     if (removal.covers(name)) return true;
     for (const std::string& g : also_gone)
       if (is_within(name, g)) return true;
-    for (const Target& t : emptied)
-      if (t.def.name == name) return true;
     return false;
   };
-  if (o.dry_run) {
-    for (const CORBA::Contained_var& m : modules_after) {
-      Target t = module_target(m);
-      removal.set_step("reading " + t.def.name);
-      bool all_gone = true;
-      for (const DefinitionSummary& child :
-           listing.children(t.def.id, t.def.name))
-        all_gone = all_gone && covered(child.scoped_name);
-      if (all_gone && !covered(t.def.name)) emptied.push_back(t);
-    }
-  } else {
-    in_transaction(ctx, [&] {
-      removal.destroy_all();
-      for (const CORBA::Contained_var& m : modules_after) {
-        Target t = module_target(m);
-        removal.set_step("removing " + t.def.name + ", now empty");
-        CORBA::Container_var c = CORBA::Container::_unchecked_narrow(m);
-        CORBA::ContainedSeq_var contents = c->contents(CORBA::dk_all, false);
-        if (contents->length() != 0) continue;
-        m->destroy();
-        emptied.push_back(t);
-      }
-    });
+  for (const Target& m : modules_after) {
+    if (covered(m.def.name)) continue;
+    removal.set_step("reading " + m.def.name);
+    bool all_gone = true;
+    for (const DefinitionSummary& child :
+         listing.children(m.def.id, m.def.name))
+      all_gone = all_gone && covered(child.scoped_name);
+    if (!all_gone) continue;
+    Target whole = m;
+    for (const Target& t : removal.targets())
+      if (is_within(t.def.name, m.def.name)) whole.inside += 1 + t.inside;
+    removal.add(whole);
   }
+  if (!o.dry_run) in_transaction(ctx, [&] { removal.destroy_all(); });
   report.removed(removal.targets());
-  report.removed(emptied);
   report.dangling(uses, !o.dry_run);
-  for (const Target& t : removal.targets()) *removed_count += 1 + t.inside;
-  *removed_count += static_cast<int>(emptied.size());
-  for (const Target& t : removal.targets()) gone->push_back(t.def.name);
-  for (const Target& t : emptied) gone->push_back(t.def.name);
+  for (const Target& t : removal.targets()) {
+    *removed_count += 1 + static_cast<int>(t.inside);
+    gone->push_back(t.def.name);
+  }
   return !o.dry_run || uses.empty() || o.force;
 }
 
@@ -336,9 +313,9 @@ int remove_names(CommandContext& ctx, const RmOptions& o) {
 struct FilePlan {
   std::string path;
   std::unique_ptr<Removal> removal;
-  std::vector<CORBA::Contained_var> modules;  // innermost first
-  int missing = 0;    // definitions of the file not in the repository
-  std::string error;  // a call that failed while preparing
+  std::vector<Target> modules;  // the file's modules, innermost first
+  int missing = 0;              // definitions of the file not in the repository
+  std::string error;            // a call that failed while preparing
 };
 
 // Prepares the removal of each file as soon as omniidl has printed its
@@ -455,7 +432,12 @@ class RemovalPreparer : public IdlParseListener {
       }
       for (const std::string& id : modules) {
         CORBA::Contained_var m = repo->lookup_id(id.c_str());
-        if (!CORBA::is_nil(m)) plan.modules.push_back(m);
+        if (CORBA::is_nil(m)) continue;
+        Target t;
+        t.ref = CORBA::Contained::_duplicate(m);
+        t.def = DefinitionRef{id, scoped_name_in(by_id, id)};
+        t.kind = CORBA::dk_Module;
+        plan.modules.push_back(t);
       }
       removal.set_step("asking what uses what is removed");
       removal.collect_uses();
