@@ -18,24 +18,17 @@
 #include <cstring>
 #include <thread>
 
+#include "util/process.h"
+
 namespace {
 
-pid_t spawn(const std::vector<std::string>& argv, int out_fd, int err_fd) {
-  std::vector<char*> args;
-  for (const std::string& a : argv)
-    args.push_back(const_cast<char*>(a.c_str()));
-  args.push_back(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    int null_fd = open("/dev/null", O_RDWR);
-    dup2(null_fd, 0);
-    dup2(out_fd >= 0 ? out_fd : null_fd, 1);
-    dup2(err_fd >= 0 ? err_fd : null_fd, 2);
-    execvp(args[0], args.data());
-    _exit(127);
-  }
-  return pid;
+pid_t spawn(const std::vector<std::string>& argv, int out_fd, int err_fd,
+            std::string* error) {
+  SpawnOptions options;
+  options.stdout_fd = out_fd;
+  options.stderr_fd = err_fd;
+  options.die_with_parent = true;
+  return spawn_process(argv, options, error);
 }
 
 std::string slurp(const char* path) {
@@ -57,9 +50,10 @@ BenchServer::BenchServer(const std::vector<std::string>& argv) {
     problem_ = std::string("pipe: ") + std::strerror(errno);
     return;
   }
-  pid_ = spawn(argv, p[1], -1);
+  pid_ = spawn(argv, p[1], -1, &problem_);
   close(p[1]);
   out_fd_ = p[0];
+  if (pid_ < 0) return;
   std::string out;
   auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (out.find('\n') == std::string::npos) {
@@ -86,17 +80,7 @@ BenchServer::BenchServer(const std::vector<std::string>& argv) {
 BenchServer::~BenchServer() {
   if (pid_ > 0) {
     kill(pid_, SIGTERM);
-    for (int i = 0; i < 200; ++i) {
-      if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
-        pid_ = -1;
-        break;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
+    wait_process(pid_, 2000);
   }
   if (out_fd_ >= 0) close(out_fd_);
 }
@@ -108,17 +92,14 @@ ToolRun run_timed(const std::vector<std::string>& argv) {
   int out_fd = mkstemp(out_path);
   int err_fd = mkstemp(err_path);
   auto start = std::chrono::steady_clock::now();
-  pid_t pid = spawn(argv, out_fd, err_fd);
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-  }
+  pid_t pid = spawn(argv, out_fd, err_fd, &run.err);
+  if (pid > 0) run.status = wait_process(pid, -1).status();
   auto end = std::chrono::steady_clock::now();
   run.seconds = std::chrono::duration<double>(end - start).count();
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   close(out_fd);
   close(err_fd);
   run.out = slurp(out_path);
-  run.err = slurp(err_path);
+  run.err += slurp(err_path);
   unlink(out_path);
   unlink(err_path);
   return run;

@@ -48,6 +48,7 @@
 #include "platform/principal.h"
 #include "platform/qor_log.h"
 #include "platform/request_log.h"
+#include "platform/ssl_transport.h"
 #include "platform/version.h"
 #include "server_log.h"
 #include "server_options.h"
@@ -200,15 +201,17 @@ bool address_from_ior(const std::string& ior, std::string* host,
   return false;
 }
 
-// "corbaloc::HOST:PORT" for the endpoint: the endpoint's own host (this
-// machine's name when it names none) and port (the one the ORB picked
-// when it names none), or "" when there is no TCP address to show.
+// "corbaloc::HOST:PORT" for the endpoint ("corbaloc:ssliop:HOST:PORT" for
+// an SSL one): the endpoint's own host (this machine's name when it
+// names none) and port (for TCP, the one the ORB picked when it names
+// none), or "" when there is no address to show.
 std::string corbaloc_base(const ServerOptions& options,
                           const std::string& ior) {
-  std::string host, port, ior_host, ior_port;
+  std::string transport, host, port, ior_host, ior_port;
   bool have_ior_address = address_from_ior(ior, &ior_host, &ior_port);
-  if (!split_tcp_endpoint(options.endpoint, &host, &port)) {
+  if (!split_ip_endpoint(options.endpoint, &transport, &host, &port)) {
     if (!have_ior_address) return std::string();
+    transport = "tcp";
     host = ior_host;
     port = ior_port;
   }
@@ -217,12 +220,14 @@ std::string corbaloc_base(const ServerOptions& options,
     host = static_cast<const char*>(name);
   }
   if (port.empty() || port == "0") {
-    if (!have_ior_address) return std::string();
+    // The IIOP profile of an SSL-only endpoint carries port 0.
+    if (!have_ior_address || transport != "tcp") return std::string();
     port = ior_port;
   }
   if (host.find(':') != std::string::npos && host[0] != '[')
     host = "[" + host + "]";
-  return "corbaloc::" + host + ":" + port;
+  return (transport == "ssl" ? "corbaloc:ssliop:" : "corbaloc::") + host + ":" +
+         port;
 }
 
 // Writes `text` to `path` through a temporary file and a rename, so that
@@ -355,6 +360,11 @@ int main(int argc, char** argv) {
   const bool log_to_file = !options.log_file.empty();
 
   std::vector<std::string> orb_args = orb_init_args(argv[0], options);
+  error = KALDLoadSslTransport(orb_args);
+  if (!error.empty()) {
+    std::cerr << "irserver: cannot start: " << error << std::endl;
+    return 1;
+  }
   std::vector<char*> orb_argv;
   for (std::string& a : orb_args) orb_argv.push_back(&a[0]);
   orb_argv.push_back(nullptr);

@@ -356,12 +356,17 @@ std::vector<std::string> orb_init_args(const char* program,
   return args;
 }
 
-bool split_tcp_endpoint(const std::string& endpoint, std::string* host,
-                        std::string* port) {
-  static const char kPrefix[] = "giop:tcp:";
-  const std::size_t prefix_len = std::strlen(kPrefix);
-  if (endpoint.compare(0, prefix_len, kPrefix) != 0) return false;
-  std::string rest = endpoint.substr(prefix_len);
+bool split_ip_endpoint(const std::string& endpoint, std::string* transport,
+                       std::string* host, std::string* port) {
+  std::string rest;
+  if (endpoint.compare(0, 9, "giop:tcp:") == 0) {
+    *transport = "tcp";
+  } else if (endpoint.compare(0, 9, "giop:ssl:") == 0) {
+    *transport = "ssl";
+  } else {
+    return false;
+  }
+  rest = endpoint.substr(9);
   std::string::size_type colon;
   if (!rest.empty() && rest[0] == '[') {
     std::string::size_type close = rest.find(']');

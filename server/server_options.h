@@ -101,12 +101,12 @@ std::string apply_config_text(const std::string& name, const std::string& text,
 std::vector<std::string> orb_init_args(const char* program,
                                        const ServerOptions& options);
 
-// host:port of an omniORB endpoint ("giop:tcp:127.0.0.1:2810" gives
-// host "127.0.0.1" and port "2810"; "giop:tcp::2810" gives an empty
-// host; "giop:tcp:[::1]:2810" keeps the brackets).  Returns false when
-// the endpoint is not a giop:tcp one (for instance giop:unix:).
-bool split_tcp_endpoint(const std::string& endpoint, std::string* host,
-                        std::string* port);
+// host:port of an omniORB TCP or SSL endpoint ("giop:tcp:127.0.0.1:2810"
+// gives host "127.0.0.1" and port "2810"; "giop:tcp::2810" gives an empty
+// host; "giop:ssl:[::1]:2810" keeps the brackets) and its transport
+// ("tcp" or "ssl").  Returns false for other endpoints (giop:unix:).
+bool split_ip_endpoint(const std::string& endpoint, std::string* transport,
+                       std::string* host, std::string* port);
 
 // The usage text printed by --help (several lines, ends with '\n').
 std::string server_usage();

@@ -22,6 +22,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "util/process.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -39,71 +41,40 @@ int open_output_file(const std::string& path) {
 
 }  // namespace
 
-// Everything the child needs is prepared before fork(): the parent has
-// ORB threads, so the child may only make system calls until exec.
-pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
-                    int err_fd) {
-  std::vector<char*> argv;
-  for (const std::string& a : args)
-    argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  int null_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  if (null_fd < 0) return -1;
+namespace {
 
-  pid_t pid = fork();
-  if (pid == 0) {
-    // The server must not outlive a test run that dies.
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (dup2(null_fd, 0) < 0 || dup2(out_fd, 1) < 0 || dup2(err_fd, 2) < 0)
-      _exit(127);
-    // Descriptors of the test's own ORB connections stay with the test.
-    if (close_range(3, UINT_MAX, 0) != 0) {
-      for (int fd = 3; fd < 1024; ++fd) close(fd);
+// Starts the child with its outputs on these descriptors; when it cannot
+// be started, says why on `err_fd` and returns -1.
+pid_t spawn_with_outputs(const std::vector<std::string>& args, int out_fd,
+                         int err_fd) {
+  SpawnOptions options;
+  options.stdout_fd = out_fd;
+  options.stderr_fd = err_fd;
+  // The server must not outlive a test run that dies.
+  options.die_with_parent = true;
+  std::string error;
+  pid_t pid = spawn_process(args, options, &error);
+  if (pid < 0) {
+    static const char kMsg[] = "e2e harness: ";
+    if (err_fd >= 0) {
+      ssize_t ignored = write(err_fd, kMsg, sizeof kMsg - 1);
+      ignored = write(err_fd, error.data(), error.size());
+      ignored = write(err_fd, "\n", 1);
+      (void)ignored;
     }
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    signal(SIGPIPE, SIG_DFL);
-    signal(SIGINT, SIG_DFL);
-    signal(SIGTERM, SIG_DFL);
-    execvp(argv[0], argv.data());
-    static const char kMsg[] = "e2e harness: exec failed\n";
-    ssize_t ignored = write(2, kMsg, sizeof kMsg - 1);
-    (void)ignored;
-    _exit(127);
   }
-  int saved = errno;
-  close(null_fd);
-  errno = saved;
   return pid;
 }
 
+}  // namespace
+
 ProcessResult wait_for_process(pid_t pid, int timeout_ms) {
+  ExitStatus end = wait_process(pid, timeout_ms);
   ProcessResult result;
-  auto deadline =
-      std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-  int status = 0;
-  while (true) {
-    pid_t done = waitpid(pid, &status, WNOHANG);
-    if (done == pid) break;
-    if (done < 0 && errno != EINTR) {
-      result.err = errno_text("waitpid");
-      return result;
-    }
-    if (std::chrono::steady_clock::now() >= deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      result.timed_out = true;
-      break;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  if (WIFEXITED(status)) {
-    result.exited = true;
-    result.exit_status = WEXITSTATUS(status);
-  } else if (WIFSIGNALED(status)) {
-    result.term_signal = WTERMSIG(status);
-  }
+  result.exited = end.exited;
+  result.exit_status = end.code;
+  result.term_signal = end.signal;
+  result.timed_out = end.timed_out;
   return result;
 }
 
@@ -214,7 +185,7 @@ ProcessResult run_process(const std::vector<std::string>& argv,
   ProcessResult result;
   pid_t pid = spawn_to_files(argv, out_path, err_path);
   if (pid < 0)
-    result.err = errno_text("starting " + argv[0]);
+    result.err = "could not start " + argv[0] + ": ";
   else
     result = wait_for_process(pid, timeout_ms);
   result.out = read_file(out_path);
@@ -226,8 +197,9 @@ pid_t spawn_to_files(const std::vector<std::string>& argv,
                      const std::string& out_path, const std::string& err_path) {
   int out_fd = open_output_file(out_path);
   int err_fd = open_output_file(err_path);
-  pid_t pid =
-      (out_fd >= 0 && err_fd >= 0) ? spawn_process(argv, out_fd, err_fd) : -1;
+  pid_t pid = (out_fd >= 0 && err_fd >= 0)
+                  ? spawn_with_outputs(argv, out_fd, err_fd)
+                  : -1;
   int saved = errno;
   if (out_fd >= 0) close(out_fd);
   if (err_fd >= 0) close(err_fd);
@@ -344,6 +316,10 @@ void IrServerProcess::stop() {
   ProcessResult end = terminate(SIGTERM);
   EXPECT_TRUE(end.exited && end.exit_status == 0 && !end.timed_out)
       << "irserver did not stop cleanly on SIGTERM: " << end.describe();
+}
+
+void IrServerProcess::send_signal(int sig) {
+  if (running()) kill(pid_, sig);
 }
 
 void IrServerProcess::kill9() {

@@ -59,12 +59,10 @@ ProcessResult run_process(const std::vector<std::string>& argv,
 ProcessResult run_irserver(const std::vector<std::string>& args,
                            int timeout_ms = 20000);
 
-// Starts args[0] with `args`, standard input from /dev/null and the
-// outputs on the given descriptors; the child is killed when the test
-// process dies.  Returns the pid, or -1 (errno set).
-pid_t spawn_process(const std::vector<std::string>& args, int out_fd,
-                    int err_fd);
-// spawn_process with the outputs written to these files.
+// Starts argv[0] (searched on PATH) with standard input from /dev/null
+// and the outputs written to these files; the child is killed when the
+// test process dies.  Returns the pid, or -1 (the reason is then in the
+// file of standard error).
 pid_t spawn_to_files(const std::vector<std::string>& argv,
                      const std::string& out_path, const std::string& err_path);
 // The first line that the child `pid` writes to the file `path`, waiting
@@ -115,6 +113,8 @@ class IrServerProcess {
   void stop();
   // SIGKILL: no chance to clean up.
   void kill9();
+  // Sends `sig` and returns at once (SIGHUP and the like).
+  void send_signal(int sig);
   bool running() const { return pid_ > 0; }
 
   int port() const { return port_; }

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "child_process.h"
 #include "feed_plan.h"
+#include "util/process.h"
 
 std::string omniidl_program() {
   const char* env = std::getenv("IRCTL_OMNIIDL");
@@ -12,9 +12,20 @@ std::string omniidl_program() {
   return IRCTL_OMNIIDL_DEFAULT;
 }
 
+// IRCTL_BACKEND_DIR, else the installed back-end beside this irctl
+// (BINDIR/../share/irserver/backend), else the build tree's.
 std::string backend_dir() {
   const char* env = std::getenv("IRCTL_BACKEND_DIR");
   if (env && *env) return env;
+  std::error_code ec;
+  std::filesystem::path self =
+      std::filesystem::read_symlink("/proc/self/exe", ec);
+  if (!ec) {
+    std::filesystem::path installed =
+        (self.parent_path() / IRCTL_BACKEND_DIR_RELATIVE).lexically_normal();
+    if (std::filesystem::exists(installed / "irctl_backend.py", ec))
+      return installed.string();
+  }
   return IRCTL_BACKEND_DIR_DEFAULT;
 }
 

@@ -2,111 +2,74 @@
 // repository and print it back as IDL.
 #include <unistd.h>
 
-#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
 
-#include "command_line.h"
+#include "cli.h"
 #include "commands.h"
-#include "client/corba_text.h"
+#include "platform/ssl_transport.h"
+#include "request_tracker.h"
 
 namespace {
 
-using CommandFn = int (*)(CommandContext&, const Args&);
-
-struct Command {
-  const char* name;
-  CommandFn run;
-};
-
-const Command kCommands[] = {
-    {"feed", feed_command}, {"rm", rm_command},
-    {"ls", ls_command},     {"describe", describe_command},
-    {"idl", idl_command},   {"find", find_command},
-    {"refs", refs_command}, {"children", children_command},
-};
-
-int usage_error(const std::string& command, const std::string& what) {
-  std::cerr << "irctl: " << (command.empty() ? "" : command + ": ") << what
-            << " (see irctl " << (command.empty() ? "" : command + " ")
-            << "--help)" << std::endl;
+int run(CommandContext& ctx, const CommandLine& cl) {
+  const std::string& c = cl.command;
+  if (c == "feed") return feed_command(ctx, cl.feed);
+  if (c == "rm") return rm_command(ctx, cl.rm);
+  if (c == "ls") return ls_command(ctx, cl.ls);
+  if (c == "describe") return describe_command(ctx, cl.describe);
+  if (c == "idl") return idl_command(ctx, cl.idl);
+  if (c == "find") return find_command(ctx, cl.find);
+  if (c == "refs") return refs_command(ctx, cl.refs);
+  if (c == "children") return children_command(ctx, cl.children);
+  if (c == "ping") return ping_command(ctx);
+  if (c == "backup") return backup_command(ctx);
+  if (c == "call") return call_command(ctx, cl.call);
+  std::cerr << "irctl: unknown command " << c << std::endl;
   return 2;
 }
 
-// The ORB arguments: omniORB's -ORB options with their values, plus a
-// quiet trace level unless one is given.
-std::vector<std::string> orb_arguments(int argc, char** argv,
-                                       std::vector<std::string>* rest) {
-  std::vector<std::string> orb{argv[0]};
-  bool trace_level = false;
-  for (int i = 1; i < argc; ++i) {
-    std::string a = argv[i];
-    if (a.compare(0, 4, "-ORB") == 0 && a != "-ORBhelp") {
-      orb.push_back(a);
-      if (a == "-ORBtraceLevel") trace_level = true;
-      if (i + 1 < argc) orb.push_back(argv[++i]);
-      continue;
-    }
-    rest->push_back(a);
-  }
-  if (!trace_level) {
-    orb.push_back("-ORBtraceLevel");
-    orb.push_back("0");
-  }
-  return orb;
+// True for the exceptions of a server that does not answer at all.
+bool no_answer(const CORBA::SystemException& e) {
+  return CORBA::TRANSIENT::_downcast(&e) ||
+         CORBA::COMM_FAILURE::_downcast(&e) || CORBA::TIMEOUT::_downcast(&e);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<std::string> args;
-  std::vector<std::string> orb_args = orb_arguments(argc, argv, &args);
-
-  std::string url;
-  std::size_t i = 0;
-  for (; i < args.size(); ++i) {
-    const std::string& a = args[i];
-    if (a == "--help" || a == "-h") {
-      std::cout << usage_text("");
-      return 0;
-    }
-    if (a == "--ir") {
-      if (i + 1 >= args.size()) return usage_error("", "--ir needs a URL");
-      url = args[++i];
-    } else if (a.compare(0, 5, "--ir=") == 0) {
-      url = a.substr(5);
-    } else if (!a.empty() && a[0] == '-') {
-      return usage_error("", "unknown option " + a);
-    } else {
-      break;
-    }
+  CommandLine cl;
+  ParseOutcome parsed = parse_command_line(argc, argv, &cl);
+  if (parsed.action == ParseOutcome::kPrint) {
+    std::cout << parsed.text;
+    return 0;
   }
-  if (i >= args.size()) return usage_error("", "no command given");
-  std::string command = args[i];
-  Args rest(args.begin() + static_cast<long>(i) + 1, args.end());
-  const Command* chosen = nullptr;
-  for (const Command& c : kCommands)
-    if (command == c.name) chosen = &c;
-  if (!chosen) return usage_error("", "unknown command '" + command + "'");
-  for (const std::string& a : rest) {
-    if (a == "--") break;
-    if (a == "--help" || a == "-h") {
-      std::cout << usage_text(command);
-      return 0;
-    }
+  if (parsed.action == ParseOutcome::kUsageError) {
+    std::cerr << parsed.text << std::endl;
+    return 2;
   }
 
+  // omniORB's SSL transport, when an -ORB option or the address asks
+  // for it.
+  std::vector<std::string> ssl_args = cl.global.orb_args;
+  ssl_args.push_back(cl.global.ir);
+  std::string ssl_error = KALDLoadSslTransport(ssl_args);
+  if (!ssl_error.empty()) {
+    std::cerr << "irctl: " << ssl_error << std::endl;
+    return 1;
+  }
   std::vector<char*> orb_argv;
-  for (std::string& a : orb_args) orb_argv.push_back(&a[0]);
+  for (std::string& a : cl.global.orb_args) orb_argv.push_back(&a[0]);
   orb_argv.push_back(nullptr);
-  int orb_argc = static_cast<int>(orb_args.size());
+  int orb_argc = static_cast<int>(cl.global.orb_args.size());
   int status = 1;
   CORBA::ORB_var orb;
   std::string step = "starting the ORB";
   try {
     orb = CORBA::ORB_init(orb_argc, orb_argv.data());
-    RepositorySession session(orb, url);
+    track_requests();
+    RepositorySession session(orb, cl.global.ir);
     step = "reaching the repository at " + session.where();
     try {
       session.connect();
@@ -115,15 +78,23 @@ int main(int argc, char** argv) {
                 << " is not an interface repository" << std::endl;
       orb->destroy();
       return 1;
+    } catch (const CORBA::SystemException& e) {
+      if (!no_answer(e)) throw;
+      std::cerr << "irctl: no repository answers at " << session.where()
+                << ": is irserver running?" << std::endl;
+      orb->destroy();
+      return 1;
     }
-    step = command;
+    step = cl.command;
     CommandContext ctx{session, std::cout, std::cerr,
-                       isatty(STDERR_FILENO) != 0};
-    status = chosen->run(ctx, rest);
+                       isatty(STDERR_FILENO) != 0,
+                       cl.global.output == OutputFormat::kJson};
+    status = run(ctx, cl);
   } catch (const UsageError& e) {
-    status = usage_error(command, e.what());
+    std::cerr << "irctl: " << cl.command << ": " << e.what() << std::endl;
+    status = 2;
   } catch (const CORBA::Exception& e) {
-    std::cerr << "irctl: " << step << ": " << exception_text(e) << std::endl;
+    std::cerr << "irctl: " << step << ": " << failure_text(e) << std::endl;
     status = 1;
   } catch (const std::exception& e) {
     std::cerr << "irctl: " << step << ": " << e.what() << std::endl;

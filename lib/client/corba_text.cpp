@@ -83,3 +83,19 @@ bool kind_from_name(const std::string& name, CORBA::DefinitionKind* kind) {
   }
   return false;
 }
+
+bool is_container_kind(CORBA::DefinitionKind kind) {
+  switch (kind) {
+    case CORBA::dk_Repository:
+    case CORBA::dk_Module:
+    case CORBA::dk_Interface:
+    case CORBA::dk_AbstractInterface:
+    case CORBA::dk_Value:
+    case CORBA::dk_Struct:
+    case CORBA::dk_Union:
+    case CORBA::dk_Exception:
+      return true;
+    default:
+      return false;
+  }
+}

@@ -21,4 +21,8 @@ std::string kind_name(CORBA::DefinitionKind kind);
 // name is not a kind.
 bool kind_from_name(const std::string& name, CORBA::DefinitionKind* kind);
 
+// True for kinds that have contents (the repository, modules, interfaces,
+// value types, structs, unions, exceptions).
+bool is_container_kind(CORBA::DefinitionKind kind);
+
 #endif

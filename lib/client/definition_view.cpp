@@ -63,6 +63,10 @@ DefinitionRef DefinitionReader::ref(const std::string& id) {
 
 TypeView DefinitionReader::type(CORBA::TypeCode_ptr tc) {
   TypeView v;
+  if (CORBA::is_nil(tc)) {
+    v.idl = "void";  // what descriptions carry for a type without TypeCode
+    return v;
+  }
   CORBA::TypeCode_var t = CORBA::TypeCode::_duplicate(tc);
   while (t->kind() == CORBA::tk_array) {
     v.dimensions.push_back(t->length());

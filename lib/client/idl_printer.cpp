@@ -63,6 +63,140 @@ bool is_inside(const TreeNode* n, const TreeNode* ancestor) {
   return false;
 }
 
+// A definition that another one names.
+struct Dep {
+  std::string id;
+  bool hard;  // needs the full definition (a forward one will not do)
+};
+
+void type_deps(CORBA::TypeCode_ptr tc, bool in_sequence,
+               std::vector<Dep>* out) {
+  switch (tc->kind()) {
+    case CORBA::tk_sequence: {
+      CORBA::TypeCode_var c = tc->content_type();
+      type_deps(c, true, out);
+      return;
+    }
+    case CORBA::tk_array: {
+      CORBA::TypeCode_var c = tc->content_type();
+      type_deps(c, in_sequence, out);
+      return;
+    }
+    case CORBA::tk_objref:
+    case CORBA::tk_abstract_interface:
+    case CORBA::tk_local_interface:
+    case CORBA::tk_value:
+      out->push_back(Dep{tc->id(), false});
+      return;
+    case CORBA::tk_struct:
+    case CORBA::tk_union:
+      out->push_back(Dep{tc->id(), !in_sequence});
+      return;
+    case CORBA::tk_alias:
+    case CORBA::tk_enum:
+    case CORBA::tk_except:
+    case CORBA::tk_value_box:
+    case CORBA::tk_native:
+      out->push_back(Dep{tc->id(), true});
+      return;
+    default:
+      return;
+  }
+}
+
+void member_deps(CORBA::TypeCode_ptr tc, std::vector<Dep>* out) {
+  for (CORBA::ULong i = 0; i < tc->member_count(); ++i) {
+    CORBA::TypeCode_var mt = tc->member_type(i);
+    type_deps(mt, false, out);
+  }
+}
+
+void collect_deps(const TreeNode* n, std::vector<Dep>* out) {
+  const CORBA::Any& d = n->description;
+  switch (n->kind) {
+    case CORBA::dk_Interface:
+    case CORBA::dk_AbstractInterface: {
+      const CORBA::InterfaceDescription* desc = nullptr;
+      if (d >>= desc)
+        for (CORBA::ULong i = 0; i < desc->base_interfaces.length(); ++i)
+          out->push_back(Dep{desc->base_interfaces[i].in(), true});
+      break;
+    }
+    case CORBA::dk_Value: {
+      const CORBA::ValueDescription* desc = nullptr;
+      if (d >>= desc) {
+        if (desc->base_value.in()[0])
+          out->push_back(Dep{desc->base_value.in(), true});
+        for (CORBA::ULong i = 0; i < desc->abstract_base_values.length(); ++i)
+          out->push_back(Dep{desc->abstract_base_values[i].in(), true});
+        for (CORBA::ULong i = 0; i < desc->supported_interfaces.length(); ++i)
+          out->push_back(Dep{desc->supported_interfaces[i].in(), true});
+      }
+      if (n->full_value.operator->())
+        for (CORBA::ULong i = 0; i < n->full_value->initializers.length(); ++i)
+          for (CORBA::ULong j = 0;
+               j < n->full_value->initializers[i].members.length(); ++j)
+            type_deps(n->full_value->initializers[i].members[j].type, false,
+                      out);
+      break;
+    }
+    case CORBA::dk_Struct:
+    case CORBA::dk_Union:
+    case CORBA::dk_Alias:
+    case CORBA::dk_ValueBox:
+    case CORBA::dk_Enum:
+    case CORBA::dk_Native: {
+      const CORBA::TypeDescription* desc = nullptr;
+      if (!(d >>= desc)) break;
+      CORBA::TypeCode_ptr tc = desc->type.in();
+      if (n->kind == CORBA::dk_Struct) {
+        member_deps(tc, out);
+      } else if (n->kind == CORBA::dk_Union) {
+        CORBA::TypeCode_var disc = tc->discriminator_type();
+        type_deps(disc, false, out);
+        member_deps(tc, out);
+      } else if (n->kind == CORBA::dk_Alias || n->kind == CORBA::dk_ValueBox) {
+        CORBA::TypeCode_var c = tc->content_type();
+        type_deps(c, false, out);
+      }
+      break;
+    }
+    case CORBA::dk_Exception: {
+      const CORBA::ExceptionDescription* desc = nullptr;
+      if (d >>= desc) member_deps(desc->type.in(), out);
+      break;
+    }
+    case CORBA::dk_Constant: {
+      const CORBA::ConstantDescription* desc = nullptr;
+      if (d >>= desc) type_deps(desc->type.in(), false, out);
+      break;
+    }
+    case CORBA::dk_Operation: {
+      const CORBA::OperationDescription* desc = nullptr;
+      if (!(d >>= desc)) break;
+      type_deps(desc->result.in(), false, out);
+      for (CORBA::ULong i = 0; i < desc->parameters.length(); ++i)
+        type_deps(desc->parameters[i].type.in(), false, out);
+      for (CORBA::ULong i = 0; i < desc->exceptions.length(); ++i)
+        out->push_back(Dep{desc->exceptions[i].id.in(), true});
+      break;
+    }
+    case CORBA::dk_Attribute: {
+      const CORBA::AttributeDescription* desc = nullptr;
+      if (d >>= desc) type_deps(desc->type.in(), false, out);
+      break;
+    }
+    case CORBA::dk_ValueMember: {
+      const CORBA::ValueMember* desc = nullptr;
+      if (d >>= desc) type_deps(desc->type.in(), false, out);
+      break;
+    }
+    default:
+      break;
+  }
+  for (const auto& c : n->children) collect_deps(c.get(), out);
+}
+
 class IdlPrinter {
  public:
   IdlPrinter(RepositoryTree& tree, AnyCodec& codec)
@@ -85,11 +219,6 @@ class IdlPrinter {
     const TreeNode* node;
     std::string prefix;
     std::size_t base;
-  };
-
-  struct Dep {
-    std::string id;
-    bool hard;  // needs the full definition (a forward one will not do)
   };
 
   // --- names ---------------------------------------------------------------
@@ -385,136 +514,6 @@ class IdlPrinter {
       line("#pragma ID " + relative(d) + " \"" + d->id + "\"");
   }
 
-  static void type_deps(CORBA::TypeCode_ptr tc, bool in_sequence,
-                        std::vector<Dep>* out) {
-    switch (tc->kind()) {
-      case CORBA::tk_sequence: {
-        CORBA::TypeCode_var c = tc->content_type();
-        type_deps(c, true, out);
-        return;
-      }
-      case CORBA::tk_array: {
-        CORBA::TypeCode_var c = tc->content_type();
-        type_deps(c, in_sequence, out);
-        return;
-      }
-      case CORBA::tk_objref:
-      case CORBA::tk_abstract_interface:
-      case CORBA::tk_local_interface:
-      case CORBA::tk_value:
-        out->push_back(Dep{tc->id(), false});
-        return;
-      case CORBA::tk_struct:
-      case CORBA::tk_union:
-        out->push_back(Dep{tc->id(), !in_sequence});
-        return;
-      case CORBA::tk_alias:
-      case CORBA::tk_enum:
-      case CORBA::tk_except:
-      case CORBA::tk_value_box:
-      case CORBA::tk_native:
-        out->push_back(Dep{tc->id(), true});
-        return;
-      default:
-        return;
-    }
-  }
-
-  static void member_deps(CORBA::TypeCode_ptr tc, std::vector<Dep>* out) {
-    for (CORBA::ULong i = 0; i < tc->member_count(); ++i) {
-      CORBA::TypeCode_var mt = tc->member_type(i);
-      type_deps(mt, false, out);
-    }
-  }
-
-  void collect_deps(const TreeNode* n, std::vector<Dep>* out) {
-    const CORBA::Any& d = n->description;
-    switch (n->kind) {
-      case CORBA::dk_Interface:
-      case CORBA::dk_AbstractInterface: {
-        const CORBA::InterfaceDescription* desc = nullptr;
-        if (d >>= desc)
-          for (CORBA::ULong i = 0; i < desc->base_interfaces.length(); ++i)
-            out->push_back(Dep{desc->base_interfaces[i].in(), true});
-        break;
-      }
-      case CORBA::dk_Value: {
-        const CORBA::ValueDescription* desc = nullptr;
-        if (d >>= desc) {
-          if (desc->base_value.in()[0])
-            out->push_back(Dep{desc->base_value.in(), true});
-          for (CORBA::ULong i = 0; i < desc->abstract_base_values.length(); ++i)
-            out->push_back(Dep{desc->abstract_base_values[i].in(), true});
-          for (CORBA::ULong i = 0; i < desc->supported_interfaces.length(); ++i)
-            out->push_back(Dep{desc->supported_interfaces[i].in(), true});
-        }
-        if (n->full_value.operator->())
-          for (CORBA::ULong i = 0; i < n->full_value->initializers.length();
-               ++i)
-            for (CORBA::ULong j = 0;
-                 j < n->full_value->initializers[i].members.length(); ++j)
-              type_deps(n->full_value->initializers[i].members[j].type, false,
-                        out);
-        break;
-      }
-      case CORBA::dk_Struct:
-      case CORBA::dk_Union:
-      case CORBA::dk_Alias:
-      case CORBA::dk_ValueBox:
-      case CORBA::dk_Enum:
-      case CORBA::dk_Native: {
-        const CORBA::TypeDescription* desc = nullptr;
-        if (!(d >>= desc)) break;
-        CORBA::TypeCode_ptr tc = desc->type.in();
-        if (n->kind == CORBA::dk_Struct) {
-          member_deps(tc, out);
-        } else if (n->kind == CORBA::dk_Union) {
-          CORBA::TypeCode_var disc = tc->discriminator_type();
-          type_deps(disc, false, out);
-          member_deps(tc, out);
-        } else if (n->kind == CORBA::dk_Alias ||
-                   n->kind == CORBA::dk_ValueBox) {
-          CORBA::TypeCode_var c = tc->content_type();
-          type_deps(c, false, out);
-        }
-        break;
-      }
-      case CORBA::dk_Exception: {
-        const CORBA::ExceptionDescription* desc = nullptr;
-        if (d >>= desc) member_deps(desc->type.in(), out);
-        break;
-      }
-      case CORBA::dk_Constant: {
-        const CORBA::ConstantDescription* desc = nullptr;
-        if (d >>= desc) type_deps(desc->type.in(), false, out);
-        break;
-      }
-      case CORBA::dk_Operation: {
-        const CORBA::OperationDescription* desc = nullptr;
-        if (!(d >>= desc)) break;
-        type_deps(desc->result.in(), false, out);
-        for (CORBA::ULong i = 0; i < desc->parameters.length(); ++i)
-          type_deps(desc->parameters[i].type.in(), false, out);
-        for (CORBA::ULong i = 0; i < desc->exceptions.length(); ++i)
-          out->push_back(Dep{desc->exceptions[i].id.in(), true});
-        break;
-      }
-      case CORBA::dk_Attribute: {
-        const CORBA::AttributeDescription* desc = nullptr;
-        if (d >>= desc) type_deps(desc->type.in(), false, out);
-        break;
-      }
-      case CORBA::dk_ValueMember: {
-        const CORBA::ValueMember* desc = nullptr;
-        if (d >>= desc) type_deps(desc->type.in(), false, out);
-        break;
-      }
-      default:
-        break;
-    }
-    for (const auto& c : n->children) collect_deps(c.get(), out);
-  }
-
   // --- definitions
   // --------------------------------------------------------------
 
@@ -805,6 +804,14 @@ class IdlPrinter {
 };
 
 }  // namespace
+
+std::vector<std::string> dependency_ids(const TreeNode& node) {
+  std::vector<Dep> deps;
+  collect_deps(&node, &deps);
+  std::vector<std::string> ids;
+  for (const Dep& d : deps) ids.push_back(d.id);
+  return ids;
+}
 
 std::string print_idl(RepositoryTree& tree, AnyCodec& codec) {
   IdlPrinter printer(tree, codec);

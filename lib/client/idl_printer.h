@@ -3,6 +3,7 @@
 #define IR_CLIENT_IDL_PRINTER_H
 
 #include <string>
+#include <vector>
 
 #include "client/repository_tree.h"
 #include "client/type_text.h"
@@ -20,5 +21,9 @@
 // Repository ids that the default rules would not give are written with
 // #pragma prefix, #pragma ID and #pragma version.
 std::string print_idl(RepositoryTree& tree, AnyCodec& codec);
+
+// The repository ids that the definition `node` and everything below it
+// name (bases, types, raised exceptions), each as often as named.
+std::vector<std::string> dependency_ids(const TreeNode& node);
 
 #endif

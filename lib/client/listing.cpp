@@ -2,6 +2,8 @@
 
 #include <fnmatch.h>
 
+#include <cstring>
+
 #include "client/corba_text.h"
 #include "client/definition_view.h"
 #include "client/description_fields.h"
@@ -36,7 +38,33 @@ bool kind_wanted(const std::string& kinds, CORBA::DefinitionKind kind) {
   return false;
 }
 
+// True for the MARSHAL of a reply larger than the client's or the
+// server's message size limit.
+bool too_large(const CORBA::MARSHAL& e) {
+  const char* words = e.NP_minorString();
+  return words && std::strstr(words, "MessageSizeExceedLimit") != nullptr;
+}
+
 }  // namespace
+
+template <class Fetch>
+void RepositoryListing::read_pages(Fetch fetch,
+                                   std::vector<DefinitionSummary>* out) {
+  CORBA::ULong offset = 0;
+  while (true) {
+    IRExt::ExtPage_var page;
+    try {
+      page = fetch(offset, page_size_);
+    } catch (const CORBA::MARSHAL& e) {
+      // A server with a smaller message limit: smaller pages.
+      if (!too_large(e) || page_size_ <= kSmallestPage) throw;
+      page_size_ /= 10;
+      continue;
+    }
+    if (!take_page(page.in(), offset, out)) break;
+    offset += page->items.length();
+  }
+}
 
 DefinitionSummary summary_of(const IRExt::ExtSummary& row) {
   DefinitionSummary s;
@@ -73,13 +101,11 @@ std::vector<DefinitionSummary> RepositoryListing::children(
   if (bulk_) {
     std::vector<DefinitionSummary> out;
     try {
-      CORBA::ULong offset = 0;
-      while (true) {
-        IRExt::ExtPage_var page =
-            ext_->ext_list(container.c_str(), offset, kPageSize);
-        if (!take_page(page.in(), offset, &out)) break;
-        offset += page->items.length();
-      }
+      read_pages(
+          [&](CORBA::ULong offset, CORBA::ULong limit) {
+            return ext_->ext_list(container.c_str(), offset, limit);
+          },
+          &out);
       return out;
     } catch (const CORBA::SystemException& e) {
       if (!is_not_offered(e)) throw;
@@ -116,24 +142,72 @@ std::vector<DefinitionSummary> RepositoryListing::children_one_by_one(
   return out;
 }
 
-std::vector<DefinitionSummary> RepositoryListing::search(const SearchQuery& q) {
+std::vector<DefinitionSummary> RepositoryListing::subtree(
+    const std::string& container, const std::string& container_name) {
+  std::vector<DefinitionSummary> out;
   if (bulk_) {
-    std::vector<DefinitionSummary> out;
+    SearchQuery q;
+    q.scope = container;
+    out = search(q);
+    if (bulk_) return out;
+    out.clear();
+  }
+  // One container at a time, depth first.
+  std::vector<std::pair<std::string, std::string>> pending{
+      {container, container_name}};
+  while (!pending.empty()) {
+    auto next = pending.back();
+    pending.pop_back();
+    std::vector<DefinitionSummary> rows =
+        children_one_by_one(next.first, next.second);
+    for (auto it = rows.rbegin(); it != rows.rend(); ++it)
+      if (is_container_kind(it->kind))
+        pending.emplace_back(it->id, it->scoped_name);
+    out.insert(out.end(), rows.begin(), rows.end());
+  }
+  return out;
+}
+
+long RepositoryListing::count_below(CORBA::Contained_ptr container,
+                                    const std::string& id) {
+  if (bulk_) {
     try {
-      CORBA::ULong offset = 0;
-      while (true) {
-        IRExt::ExtPage_var page =
-            ext_->ext_search(q.pattern.c_str(), q.scope.c_str(), q.match_ids,
-                             q.ignore_case, q.kinds.c_str(), offset, kPageSize);
-        if (!take_page(page.in(), offset, &out)) break;
-        offset += page->items.length();
-      }
-      return out;
+      IRExt::ExtPage_var page =
+          ext_->ext_search("*", id.c_str(), false, false, "", 0, 1);
+      return static_cast<long>(page->total);
     } catch (const CORBA::SystemException& e) {
       if (!is_not_offered(e)) throw;
       bulk_ = false;
     }
   }
+  IRExt::Contained_var ext = IRExt::Contained::_unchecked_narrow(container);
+  CORBA::ContainedSeq_var all = ext->ext_get_objects_2b_deleted();
+  return all->length() > 0 ? static_cast<long>(all->length()) - 1 : 0;
+}
+
+bool RepositoryListing::bulk_search(const SearchQuery& q,
+                                    std::vector<DefinitionSummary>* out) {
+  if (!bulk_) return false;
+  try {
+    read_pages(
+        [&](CORBA::ULong offset, CORBA::ULong limit) {
+          return ext_->ext_search(q.pattern.c_str(), q.scope.c_str(),
+                                  q.match_ids, q.ignore_case, q.kinds.c_str(),
+                                  offset, limit);
+        },
+        out);
+    return true;
+  } catch (const CORBA::SystemException& e) {
+    if (!is_not_offered(e)) throw;
+    bulk_ = false;
+    out->clear();
+    return false;
+  }
+}
+
+std::vector<DefinitionSummary> RepositoryListing::search(const SearchQuery& q) {
+  std::vector<DefinitionSummary> out;
+  if (bulk_search(q, &out)) return out;
   return search_one_by_one(q);
 }
 

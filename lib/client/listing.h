@@ -45,13 +45,34 @@ class RepositoryListing {
   std::vector<DefinitionSummary> children(const std::string& container,
                                           const std::string& container_name);
 
+  // Everything below the container `container` ("" the repository; the
+  // container itself not included), each container's children in the
+  // order they were created.
+  std::vector<DefinitionSummary> subtree(const std::string& container,
+                                         const std::string& container_name);
+
+  // The number of definitions below the container `container` (itself
+  // not counted).
+  long count_below(CORBA::Contained_ptr container, const std::string& id);
+
   // The definitions that match `query`, oldest first.
   std::vector<DefinitionSummary> search(const SearchQuery& query);
 
-  // Rows per round trip of the bulk operations.
-  static constexpr CORBA::ULong kPageSize = 10000;
+  // search() through the bulk operation only: false (and `out` empty)
+  // when the server lacks it.
+  bool bulk_search(const SearchQuery& query,
+                   std::vector<DefinitionSummary>* out);
+
+  // Rows per round trip of the bulk operations at first (fewer, larger
+  // pages cost the server less); a server whose message size limit
+  // refuses a page gets pages a tenth that size, down to the smallest.
+  static constexpr CORBA::ULong kPageSize = 100000;
+  static constexpr CORBA::ULong kSmallestPage = 1000;
 
  private:
+  // Reads every page that `fetch(offset, limit)` gives into `out`.
+  template <class Fetch>
+  void read_pages(Fetch fetch, std::vector<DefinitionSummary>* out);
   std::vector<DefinitionSummary> children_one_by_one(
       const std::string& container, const std::string& container_name);
   std::vector<DefinitionSummary> search_one_by_one(const SearchQuery& query);
@@ -59,6 +80,7 @@ class RepositoryListing {
   CORBA::Repository_ptr repository_;
   IRExt::Repository_var ext_;
   bool bulk_ = true;  // cleared when the server lacks ext_list/ext_search
+  CORBA::ULong page_size_ = kPageSize;
 };
 
 // Reads one row of the bulk operations.

@@ -3,22 +3,7 @@
 #include <unordered_map>
 
 #include "client/description_fields.h"
-
-bool is_container_kind(CORBA::DefinitionKind kind) {
-  switch (kind) {
-    case CORBA::dk_Repository:
-    case CORBA::dk_Module:
-    case CORBA::dk_Interface:
-    case CORBA::dk_AbstractInterface:
-    case CORBA::dk_Value:
-    case CORBA::dk_Struct:
-    case CORBA::dk_Union:
-    case CORBA::dk_Exception:
-      return true;
-    default:
-      return false;
-  }
-}
+#include "client/listing.h"
 
 std::string TreeNode::scoped_name() const {
   std::string s;
@@ -37,8 +22,13 @@ RepositoryTree::RepositoryTree(RepositorySession& session,
     number_nodes("");
     return;
   }
+  TreeNode* node = add_subtree(start);
+  if (node) number_nodes(node->id);
+}
+
+TreeNode* RepositoryTree::add_subtree(CORBA::Contained_ptr start) {
   // The containers around `start` come in as a chain of nodes that hold
-  // only the next one; `start` comes with everything inside it.
+  // only the next one (partial); `start` comes with everything inside it.
   CORBA::String_var abs = start->absolute_name();
   std::string a = abs.in();
   std::vector<std::string> names;
@@ -55,10 +45,26 @@ RepositoryTree::RepositoryTree(RepositorySession& session,
   std::string scoped;
   for (std::size_t i = 0; i < names.size(); ++i) {
     scoped += "::" + names[i];
-    CORBA::Contained_var c = i + 1 == names.size()
-                                 ? CORBA::Contained::_duplicate(start)
-                                 : session.repo()->lookup(scoped.c_str());
-    if (CORBA::is_nil(c)) break;
+    bool last = i + 1 == names.size();
+    TreeNode* existing = nullptr;
+    for (const auto& child : parent->children)
+      if (child->name == names[i]) existing = child.get();
+    if (existing) {
+      if (!existing->partial) return existing;  // already there in full
+      if (last) {
+        // The chain node becomes the whole definition.
+        forget_below(*existing);
+        existing->children.clear();
+        existing->partial = false;
+        add(*existing);
+        return existing;
+      }
+      parent = existing;
+      continue;
+    }
+    CORBA::Contained_var c = last ? CORBA::Contained::_duplicate(start)
+                                  : session_.repo()->lookup(scoped.c_str());
+    if (CORBA::is_nil(c)) return nullptr;
     CORBA::Contained::Description_var d = c->describe();
     DescriptionFields f = description_fields(d->kind, d->value);
     auto node = std::make_unique<TreeNode>();
@@ -71,9 +77,10 @@ RepositoryTree::RepositoryTree(RepositorySession& session,
     node->parent = parent;
     node->ref = CORBA::Contained::_duplicate(c);
     node->description = d->value;
+    node->partial = !last;
     TreeNode* raw = node.get();
     parent->children.push_back(std::move(node));
-    if (i + 1 == names.size()) {
+    if (last) {
       add(*raw);
     } else {
       by_id_[raw->id] = raw;
@@ -84,10 +91,35 @@ RepositoryTree::RepositoryTree(RepositorySession& session,
     }
     parent = raw;
   }
-  if (parent != &top_) number_nodes(parent->id);
+  return parent == &top_ ? nullptr : parent;
+}
+
+void RepositoryTree::forget_below(const TreeNode& node) {
+  for (const auto& child : node.children) {
+    forget_below(*child);
+    auto it = by_id_.find(child->id);
+    if (it != by_id_.end() && it->second == child.get()) by_id_.erase(it);
+  }
+}
+
+void RepositoryTree::number_all() {
+  for (const auto& entry : by_id_) entry.second->seq = -1;
+  number_nodes("");
 }
 
 void RepositoryTree::number_nodes(const std::string& scope_id) {
+  RepositoryListing listing(session_.repo());
+  SearchQuery everything;
+  everything.scope = scope_id;
+  std::vector<DefinitionSummary> rows;
+  if (listing.bulk_search(everything, &rows)) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      auto it = by_id_.find(rows[i].id);
+      if (it != by_id_.end() && it->second->seq < 0)
+        it->second->seq = static_cast<long>(i);
+    }
+    return;
+  }
   // References are matched without remote calls: omniORB hashes and
   // compares object keys locally.
   constexpr CORBA::ULong kBound = 0x7fffffff;

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "client/corba_text.h"
 #include "client/repository_session.h"
 
 struct TreeNode {
@@ -25,6 +26,9 @@ struct TreeNode {
   // The position of the definition in the order in which the repository
   // created its definitions (-1: not known).
   long seq = -1;
+  // A container that holds only the way to a definition added below it,
+  // not its whole contents.
+  bool partial = false;
   // Value types only: the full description (for the initializers).
   CORBA::ValueDef::FullValueDescription_var full_value;
 
@@ -33,15 +37,22 @@ struct TreeNode {
   bool is_container() const;
 };
 
-// True for kinds that have contents.
-bool is_container_kind(CORBA::DefinitionKind kind);
-
 class RepositoryTree {
  public:
   // Reads the whole repository (`start` nil) or the definition `start`
   // with everything inside it.  Throws the CORBA exception of a failed
   // call.
   RepositoryTree(RepositorySession& session, CORBA::Contained_ptr start);
+
+  // Adds the definition `start` with everything inside it (and the
+  // containers around it, holding only what was added), unless it is in
+  // the tree already.  Returns its node, or nullptr when a container on
+  // the way is gone.  The positions of the new nodes are not known until
+  // number_all().
+  TreeNode* add_subtree(CORBA::Contained_ptr start);
+  // Sets the position of every node in the repository's order of
+  // creation (one search of the whole repository).
+  void number_all();
 
   // The top: the repository (kind dk_Repository, no name), or the
   // container of the subtree (whose only child is the subtree).
@@ -58,6 +69,8 @@ class RepositoryTree {
   // below `scope_id` ("" = everywhere), which lists oldest first.
   void number_nodes(const std::string& scope_id);
   void add(TreeNode& node);
+  // Drops the ids of everything below `node` from the index.
+  void forget_below(const TreeNode& node);
 
   RepositorySession& session_;
   TreeNode top_;

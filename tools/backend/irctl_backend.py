@@ -21,6 +21,7 @@
 # (N = 0: unbounded), "seq N <type>", "array N <type>",
 # "fixed DIGITS SCALE" or "ref <repository id>".
 
+import re
 import sys
 
 from omniidl import idlast, idltype
@@ -60,8 +61,13 @@ _out = []
 _printed_includes = set()
 
 
+# A token that needs no quoting: printable ASCII without space, '"' or
+# '\\' (a regular expression: this runs for every name and id printed).
+_BARE = re.compile(r'[\x21\x23-\x5b\x5d-\x7e]+')
+
+
 def _token(text):
-    if text and all(0x20 < ord(c) < 0x7F and c not in '"\\' for c in text):
+    if _BARE.fullmatch(text):
         return text
     parts = ['"']
     for c in text:
