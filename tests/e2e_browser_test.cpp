@@ -78,43 +78,20 @@ const char kCrawlScript[] = R"js(
   pump();
 )js";
 
-// The scoped names that `irctl ls -R` lists: sections headed "NAME:"
-// ("(the repository):" for the top), one "Kind  name" line per child.
-std::set<std::string> listed_by_irctl(const IrServerProcess& server) {
-  ProcessResult r =
-      run_process({irctl_path(), "--ir", server.corbaloc(), "ls", "-R"});
-  EXPECT_EQ(r.status(), 0) << r.describe();
-  std::set<std::string> names;
-  std::string scope;
-  for (const std::string& line : text_lines(r.out)) {
-    if (line.empty()) continue;
-    if (line.back() == ':' && line.find(' ') == std::string::npos) {
-      scope = line.substr(0, line.size() - 1);
-      continue;
-    }
-    if (line == "(the repository):") {
-      scope.clear();
-      continue;
-    }
-    std::string name = line.substr(line.find_last_of(' ') + 1);
-    names.insert(scope + "::" + name);
-  }
-  return names;
-}
-
-// The scoped names that `irctl find` prints for `args`.
-std::vector<std::string> found_by_irctl(const IrServerProcess& server,
-                                        const std::vector<std::string>& args) {
-  std::vector<std::string> argv{irctl_path(), "--ir", server.corbaloc(),
-                                "find"};
+// The scoped names of the definitions in an irctl JSON document (`irctl
+// -o json ls -R` lists them under "definitions", find under "matches").
+std::vector<std::string> irctl_names(const IrServerProcess& server,
+                                     const std::vector<std::string>& args,
+                                     const char* list) {
+  std::vector<std::string> argv{irctl_path(), "--ir", server.corbaloc(), "-o",
+                                "json"};
   argv.insert(argv.end(), args.begin(), args.end());
   ProcessResult r = run_process(argv);
+  json doc = json::parse(r.out, nullptr, false);
+  EXPECT_TRUE(doc.is_object()) << r.describe();
   std::vector<std::string> names;
-  for (const std::string& line : text_lines(r.out)) {
-    std::size_t start = line.find("::");
-    if (start == std::string::npos) continue;
-    names.push_back(line.substr(start, line.find(' ', start) - start));
-  }
+  if (doc.is_object())
+    for (const json& row : doc[list]) names.push_back(row["scoped_name"]);
   return names;
 }
 
@@ -174,7 +151,9 @@ TEST_F(BrowserE2E, CosCorpusIsBrowsableSearchableAndFreeOfConsoleErrors) {
   EXPECT_EQ(crawl["failures"], json::array()) << crawl["failures"].dump(1);
   std::set<std::string> reached;
   for (const json& name : crawl["definitions"]) reached.insert(name);
-  std::set<std::string> listed = listed_by_irctl(server_);
+  std::vector<std::string> ls =
+      irctl_names(server_, {"ls", "-R"}, "definitions");
+  std::set<std::string> listed(ls.begin(), ls.end());
   ASSERT_GT(listed.size(), 1000u);
   std::vector<std::string> missing;
   std::set_difference(listed.begin(), listed.end(), reached.begin(),
@@ -217,7 +196,11 @@ TEST_F(BrowserE2E, CosCorpusIsBrowsableSearchableAndFreeOfConsoleErrors) {
   struct Search {
     std::string pattern;
     std::string kind;  // "" for any
-  } searches[] = {{"*Context*", "Interface"}, {"Cos*", ""}, {"*Seq", "Alias"}};
+    bool ignore_case;
+  } searches[] = {{"*Context*", "Interface", false},
+                  {"Cos*", "", false},
+                  {"*Seq", "Alias", false},
+                  {"*naming*", "", true}};
   for (const Search& s : searches) {
     SCOPED_TRACE(s.pattern + " " + s.kind);
     browser.go(url("/search"));
@@ -230,6 +213,8 @@ TEST_F(BrowserE2E, CosCorpusIsBrowsableSearchableAndFreeOfConsoleErrors) {
       ASSERT_EQ(option.size(), 1u);
       browser.click(option[0]);
     }
+    if (s.ignore_case)
+      browser.click(browser.find("#search-form input[name=icase]")[0]);
     browser.click_to_load(browser.find("#search-form button[type=submit]")[0]);
     std::vector<std::string> shown;
     while (true) {
@@ -240,10 +225,11 @@ TEST_F(BrowserE2E, CosCorpusIsBrowsableSearchableAndFreeOfConsoleErrors) {
       if (next.empty()) break;
       browser.click_to_load(next[0]);
     }
-    std::vector<std::string> args;
-    if (!s.kind.empty()) args = {"--kind", s.kind};
+    std::vector<std::string> args{"find"};
+    if (!s.kind.empty()) args.insert(args.end(), {"--kind", s.kind});
+    if (s.ignore_case) args.push_back("-i");
     args.push_back(s.pattern);
-    std::vector<std::string> expected = found_by_irctl(server_, args);
+    std::vector<std::string> expected = irctl_names(server_, args, "matches");
     EXPECT_FALSE(expected.empty());
     EXPECT_EQ(shown, expected);
     EXPECT_EQ(console_errors(browser), std::vector<std::string>());

@@ -1,12 +1,12 @@
 #include "e2e_corpus.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+
+#include "util/process.h"
 
 const char kCosDir[] = "/usr/share/idl/omniORB/COS";
 const char kOmniIdlDir[] = "/usr/share/idl/omniORB";
@@ -21,23 +21,23 @@ std::vector<std::string> accepted_cos_files(std::vector<std::string>* refused) {
   // A few omniidl runs at a time: each one spends most of its time
   // starting Python.
   std::vector<std::string> accepted;
-  int null_fd = open("/dev/null", O_WRONLY | O_CLOEXEC);
   const std::size_t kAtOnce = 4;
   for (std::size_t first = 0; first < files.size(); first += kAtOnce) {
     std::vector<pid_t> running;
     std::size_t end = std::min(files.size(), first + kAtOnce);
-    for (std::size_t i = first; i < end; ++i)
+    for (std::size_t i = first; i < end; ++i) {
+      std::string error;
       running.push_back(
           spawn_process({"omniidl", std::string("-I") + kCosDir,
                          std::string("-I") + kOmniIdlDir, files[i]},
-                        null_fd, null_fd));
+                        SpawnOptions(), &error));
+    }
     for (std::size_t i = first; i < end; ++i) {
       pid_t pid = running[i - first];
-      bool ok = pid > 0 && wait_for_process(pid, 60000).status() == 0;
+      bool ok = pid > 0 && wait_process(pid, 60000).status() == 0;
       (ok ? accepted : *refused).push_back(files[i]);
     }
   }
-  if (null_fd >= 0) close(null_fd);
   return accepted;
 }
 

@@ -5,6 +5,7 @@
 #include "client/corba_text.h"
 #include "client/definition_json.h"
 #include "client/definition_view.h"
+#include "client/idl_dependencies.h"
 #include "client/idl_printer.h"
 #include "client/listing.h"
 #include "client/repository_tree.h"
@@ -200,8 +201,17 @@ std::vector<std::string> WebData::existing(
 }
 
 std::string WebData::idl(CORBA::Contained_ptr c, bool with_deps) {
-  (void)with_deps;
-  RepositoryTree tree(session_, c);
+  if (CORBA::is_nil(c) || !with_deps) {
+    RepositoryTree tree(session_, c);
+    AnyCodec codec(session_.orb());
+    return print_idl(tree, codec);
+  }
+  // As irctl idl --with-deps: the whole unit that holds the definition,
+  // and everything outside it that it needs.
+  CORBA::Contained_var unit = idl_unit_of(session_.repo(), c);
+  RepositoryTree tree(session_, unit);
+  add_idl_dependencies(session_, tree);
+  tree.number_all();
   AnyCodec codec(session_.orb());
   return print_idl(tree, codec);
 }
