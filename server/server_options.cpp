@@ -35,6 +35,10 @@ std::string parse_trace_list(const std::string& list, ServerOptions* out) {
   return std::string();
 }
 
+// omniORB keeps message sizes in an unsigned 32-bit count.
+constexpr unsigned long long kMinMessageSize = 64ULL << 10;
+constexpr unsigned long long kMaxMessageSize = 0xffffffffULL;
+
 // omniORB options that take no value.
 bool orb_option_without_value(const std::string& name) {
   return name == "-ORBhelp";
@@ -71,7 +75,7 @@ std::string parse_server_options(int argc, const char* const* argv,
       continue;
     }
     if (name == "--db" || name == "--endpoint" || name == "--ior-file" ||
-        name == "--trace" || name == "--log") {
+        name == "--trace" || name == "--log" || name == "--max-message-size") {
       if (!has_inline) {
         if (i + 1 >= argc) return "option " + name + " needs a value";
         value = argv[++i];
@@ -87,6 +91,13 @@ std::string parse_server_options(int argc, const char* const* argv,
         out->ior_file = value;
       } else if (name == "--log") {
         out->log_file = value;
+      } else if (name == "--max-message-size") {
+        if (!parse_byte_size(value, &out->max_message_size) ||
+            out->max_message_size < kMinMessageSize ||
+            out->max_message_size > kMaxMessageSize)
+          return "--max-message-size needs a size from 64K to 4G, such as "
+                 "256M (got '" +
+                 value + "')";
       } else {
         std::string error = parse_trace_list(value, out);
         if (!error.empty()) return error;
@@ -116,8 +127,36 @@ std::vector<std::string> orb_init_args(const char* program,
     args.push_back("-ORBtraceFile");
     args.push_back(options.log_file);
   }
+  args.push_back("-ORBgiopMaxMsgSize");
+  args.push_back(std::to_string(options.max_message_size));
   args.insert(args.end(), options.orb_args.begin(), options.orb_args.end());
   return args;
+}
+
+bool parse_byte_size(const std::string& text, unsigned long long* out) {
+  std::size_t digits = 0;
+  unsigned long long value = 0;
+  while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9') {
+    unsigned d = static_cast<unsigned>(text[digits] - '0');
+    if (value > (~0ULL - d) / 10) return false;
+    value = value * 10 + d;
+    ++digits;
+  }
+  if (digits == 0 || value == 0) return false;
+  std::string unit = text.substr(digits);
+  int shift = 0;
+  if (unit == "K" || unit == "k") {
+    shift = 10;
+  } else if (unit == "M" || unit == "m") {
+    shift = 20;
+  } else if (unit == "G" || unit == "g") {
+    shift = 30;
+  } else if (!unit.empty()) {
+    return false;
+  }
+  if (value > (~0ULL >> shift)) return false;
+  *out = value << shift;
+  return true;
 }
 
 bool split_tcp_endpoint(const std::string& endpoint, std::string* host,
@@ -176,6 +215,12 @@ Options:
   --log FILE         append the log (irserver's and omniORB's messages and
                      traces) to FILE instead of standard error; the same as
                      -ORBtraceFile FILE.
+  --max-message-size SIZE
+                     the largest GIOP message irserver sends or accepts
+                     (default 256M; K, M and G are powers of 1024), so that
+                     contents, describe_contents, lookup_name and searches
+                     of 100,000 definitions fit in one reply.  A larger
+                     reply fails with CORBA::MARSHAL.
   -h, --help         print this text and exit.
   -ORBoption value   passed to omniORB unchanged, for example
                      -ORBtraceLevel 10 or -ORBendPoint giop:tcp::2810

@@ -11,6 +11,9 @@
 constexpr const char* kDefaultDatabase = "./ir.db";
 constexpr const char* kDefaultEndpoint = "giop:tcp:127.0.0.1:2810";
 
+// omniORB's own limit (2 MB) refuses the contents of a large module.
+constexpr unsigned long long kDefaultMaxMessageSize = 256ULL << 20;
+
 struct ServerOptions {
   std::string db_path = kDefaultDatabase;
   // The omniORB endpoint irserver listens on.  When --endpoint is absent
@@ -25,6 +28,9 @@ struct ServerOptions {
   bool trace_ir = false;
   bool trace_mutex = false;
   std::string log_file;  // empty: omniORB's default (stderr)
+  // The largest GIOP message irserver sends or accepts, in bytes
+  // (omniORB's -ORBgiopMaxMsgSize).
+  unsigned long long max_message_size = kDefaultMaxMessageSize;
   bool help = false;
   // The -ORB options with their values, in the order given; ORB_init
   // receives them after irserver's own -ORBendPoint/-ORBtraceFile.
@@ -39,7 +45,8 @@ std::string parse_server_options(int argc, const char* const* argv,
 
 // The arguments for CORBA::ORB_init, program name first, built from the
 // options: -ORBendPoint (unless the user gave one), -ORBtraceFile for
-// --log, then the user's -ORB options.
+// --log, -ORBgiopMaxMsgSize, then the user's -ORB options (which may
+// override irserver's).
 std::vector<std::string> orb_init_args(const char* program,
                                        const ServerOptions& options);
 
@@ -49,6 +56,10 @@ std::vector<std::string> orb_init_args(const char* program,
 // the endpoint is not a giop:tcp one (for instance giop:unix:).
 bool split_tcp_endpoint(const std::string& endpoint, std::string* host,
                         std::string* port);
+
+// A size in bytes: digits with an optional K, M or G (powers of 1024).
+// Returns false for anything else, and for 0 or an overflow.
+bool parse_byte_size(const std::string& text, unsigned long long* out);
 
 // The usage text printed by --help (several lines, ends with '\n').
 std::string server_usage();

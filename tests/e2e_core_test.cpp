@@ -35,7 +35,8 @@ TEST_F(IrServerE2E, CommandLineHelpAndErrors) {
   EXPECT_EQ(help.out.rfind("Usage: irserver", 0), 0u) << help.out;
   for (const char* option :
        {"--db", "--endpoint", "--ior-file", "--read-only", "--trace", "--log",
-        "--help", "-ORB", "InterfaceRepository", "DefaultRepository"})
+        "--max-message-size", "--help", "-ORB", "InterfaceRepository",
+        "DefaultRepository"})
     EXPECT_NE(help.out.find(option), std::string::npos) << option;
 
   // Bad options and values: one line and status 2.

@@ -7,6 +7,7 @@
 
 #include "ir/containr.h"
 #include "ir/ext_listing.h"
+#include "ir/reply_limit.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 #include "platform/qor_log.h"
@@ -345,14 +346,20 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_refs_object(
   IdList ids = ir_store_call(kFile, __LINE__, own_id(), [&] {
     return store_->IRReferring(self, link_kind);
   });
-  return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  ir_check_reply_size(out.in(), "IRExt::Contained::ext_get_refs_object");
+  return out._retn();
 }
 
 CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_objects_2b_deleted() {
   StoreHandle self(own_id());
   IdList ids = ir_store_call(kFile, __LINE__, own_id(),
                              [&] { return store_->IRSubtree(self); });
-  return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  ir_check_reply_size(out.in(), "IRExt::Contained::ext_get_objects_2b_deleted");
+  return out._retn();
 }
 
 IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
@@ -379,6 +386,7 @@ IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
     ir_fill_summary(store_, *user->second, out[n].user, context);
     out[n].used = r.used.c_str();
   }
+  ir_check_reply_size(out.in(), context);
   return out._retn();
 }
 

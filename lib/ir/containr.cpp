@@ -14,6 +14,8 @@
 #include "ir/interfdf.h"
 #include "ir/moduledf.h"
 #include "ir/nativedf.h"
+#include "ir/reply_limit.h"
+#include "ir/reply_limit.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 #include "ir/structdf.h"
@@ -216,6 +218,7 @@ CORBA::ContainedSeq* CORBA_Container_Impl::contents(
     out->length(n + 1);
     out[n] = ir_ref_as<CORBA::Contained>(s);
   }
+  ir_check_reply_size(out.in(), "CORBA::Container::contents");
   return out._retn();
 }
 
@@ -322,7 +325,10 @@ CORBA::ContainedSeq* CORBA_Container_Impl::lookup_name(
     return store_->IRLookupName(h, search_name, levels_to_search, limit_type,
                                 exclude_inherited);
   });
-  return ir_contained_seq(store_, ids, kFile, __LINE__, container_id);
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store_, ids, kFile, __LINE__, container_id);
+  ir_check_reply_size(out.in(), "CORBA::Container::lookup_name");
+  return out._retn();
 }
 
 CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
@@ -349,6 +355,7 @@ CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
     out[n].kind = d->kind;
     out[n].value = d->value;
   }
+  ir_check_reply_size(out.in(), "CORBA::Container::describe_contents");
   return out._retn();
 }
 

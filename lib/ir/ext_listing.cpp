@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ir/irobj.h"
+#include "ir/reply_limit.h"
 #include "platform/encap_iiop.h"
 
 namespace {
@@ -62,5 +63,6 @@ IRExt::ExtPage* ir_summary_page(IRStore* store, const SeqList& seqs,
   page->items.length(static_cast<CORBA::ULong>(rows.size()));
   for (CORBA::ULong i = 0; i < page->items.length(); ++i)
     ir_fill_summary(store, rows[i], page->items[i], context);
+  ir_check_reply_size(page.in(), context);
   return page._retn();
 }

@@ -9,6 +9,7 @@
 #include "ir/arraydf.h"
 #include "ir/ext_listing.h"
 #include "ir/primitdf.h"
+#include "ir/reply_limit.h"
 #include "ir/reposito.h"
 #include "ir/sequendf.h"
 #include "ir/stringdf.h"
@@ -173,7 +174,10 @@ CORBA::ContainedSeq* CORBA_Repository_Impl::ext_find_objects(
     return store->IRFindObjects(pattern, kind_list, match_ids,
                                 scope_handle.get());
   });
-  return ir_contained_seq(store, ids, kFile, 1180, context);
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store, ids, kFile, 1180, context);
+  ir_check_reply_size(out.in(), context);
+  return out._retn();
 }
 
 IRExt::ExtPage* CORBA_Repository_Impl::ext_list(const char* container,
