@@ -8,10 +8,17 @@
 // messages are written to the log's real destination and logging goes
 // there directly.
 //
+// Requests that arrive while irserver starts wait (the POA managers stay
+// in the holding state) until the root and its store are ready; the POA
+// managers are activated last, just before the ready line.
+//
 // SIGINT and SIGTERM are blocked in every thread (the mask is set before
 // ORB_init, so the ORB's threads inherit it); one thread waits for them
-// with sigwait and shuts the ORB down, after which main destroys the
-// repository (closing the database) and the ORB.
+// with sigwait.  From then on every new request is answered with
+// TRANSIENT (the POA managers discard requests), never with
+// OBJECT_NOT_EXIST, which a client would take to mean that its object has
+// gone for good; the request in progress finishes, the repository closes
+// the database and the process ends.
 #include <omniORB4/CORBA.h>
 #include <omniORB4/IIOP.h>
 #include <omniORB4/cdrStream.h>
@@ -326,7 +333,6 @@ int main(int argc, char** argv) {
 
     // The object adapter opens the endpoint when it first starts.
     step = "cannot listen on " + options.endpoint;
-    CORBA::Object_var root_poa = orb->resolve_initial_references("RootPOA");
     ir_poa_init(orb);
 
     step = "cannot open the repository in " + options.db_path;
@@ -343,6 +349,7 @@ int main(int argc, char** argv) {
       write_file_atomically(options.ior_file, static_cast<const char*>(ior));
 
     std::string base = corbaloc_base(options, static_cast<const char*>(ior));
+    ir_poa_activate();
     ready_line = "irserver: ready " +
                  (base.empty() ? std::string(static_cast<const char*>(ior))
                                : base + "/InterfaceRepository") +
@@ -378,6 +385,7 @@ int main(int argc, char** argv) {
     int sig = 0;
     if (sigwait(&stop_signals, &sig) != 0) sig = SIGTERM;
     stop_signal = sig;
+    ir_poa_discard();
     // Wait for the request in progress, then close the repository (every
     // committed change is on disk) and leave without the ORB's orderly
     // shutdown: that one sends CloseConnection, which omniORB clients

@@ -31,7 +31,9 @@ class FakeObject : public StoredObject {
         name(std::move(name)),
         parent(std::move(parent)),
         body(std::move(body)) {}
-  std::string store_key() const override { return id; }
+  std::string store_id() const override { return id; }
+  std::int64_t store_key() const override { return key; }
+  void store_set_key(std::int64_t k) override { key = k; }
   int store_kind() const override { return kind; }
   std::string store_name() const override { return name; }
   std::string store_parent() const override { return parent; }
@@ -43,6 +45,7 @@ class FakeObject : public StoredObject {
   int kind;
   std::string name, parent;
   Bytes body;
+  std::int64_t key = 0;
   int refs = 1;
 };
 
@@ -55,11 +58,21 @@ class FakeFactory : public ObjectFactory {
     found->second->store_add_ref();
     return found->second.get();
   }
+  StoredObject* cached_key(std::int64_t key) override {
+    for (auto& o : objects) {
+      if (o.second->key == key) {
+        o.second->store_add_ref();
+        return o.second.get();
+      }
+    }
+    return nullptr;
+  }
   StoredObject* make(int kind, const std::string& name, const std::string& id,
-                     const Bytes& body) override {
+                     std::int64_t key, const Bytes& body) override {
     ++made;
     auto& obj = objects[id];
     obj = std::make_unique<FakeObject>(id, kind, name, "", body);
+    obj->key = key;
     return obj.get();  // the cache's reference goes to the caller
   }
   std::map<std::string, std::unique_ptr<FakeObject>> objects;
@@ -432,7 +445,7 @@ TEST_F(StoreTest, RefusesFilesThatAreNotOurs) {
       {"newer format",
        [&](const std::string& p) {
          fs::copy_file(path_, p);
-         RawSql(p, "PRAGMA user_version = 2");
+         RawSql(p, "PRAGMA user_version = 3");
        },
        "newer version"},
   };
@@ -764,9 +777,9 @@ TEST_F(StoreTest, SummariesCarryAbsoluteNamesAndChildCounts) {
   Add("q\"\\\n", "root", kModule);
   Add("q/s", "q\"\\\n", kStruct);
 
-  const SeqList top = db_->IRChildSeqs(H("root"));
+  const KeyList top = db_->IRChildKeys(H("root"));
   ASSERT_EQ(top.size(), 3u);
-  const SeqList all = db_->IRSearch(StoreSearch{"*", {}, true, false, ""});
+  const KeyList all = db_->IRSearch(StoreSearch{"*", {}, true, false, ""});
   ASSERT_EQ(all.size(), 7u);  // the root is never a match
   EXPECT_EQ(Rows(db_->IRSummaries(all)),
             (std::vector<std::string>{
@@ -782,8 +795,8 @@ TEST_F(StoreTest, SummariesCarryAbsoluteNamesAndChildCounts) {
                 "6 m m ^root ::m 1 " + std::string(kSummaryHeadBytes, 'v'),
                 "7 op m/i/op ^m/i ::m::i::op 0 "}));
   EXPECT_EQ(db_->IRSummaries({}).size(), 0u);
-  EXPECT_EQ(db_->IRChildSeqs(H("m/i")), (SeqList{all[2], all[3]}));
-  EXPECT_CODE(kNoSuchRecord, db_->IRChildSeqs(H("nope")));
+  EXPECT_EQ(db_->IRChildKeys(H("m/i")), (KeyList{all[2], all[3]}));
+  EXPECT_CODE(kNoSuchRecord, db_->IRChildKeys(H("nope")));
   EXPECT_EQ(db_->IRCountKinds(),
             (std::vector<std::pair<int, std::uint64_t>>{{kAttribute, 1},
                                                         {kInterface, 1},
@@ -844,11 +857,11 @@ TEST_F(StoreTest, OutsideRefsAreTheLinksIntoASubtreeFromOutside) {
   auto Pairs = [&](const char* id) {
     std::vector<std::string> out;
     const auto refs = db_->IROutsideRefs(H(id));
-    SeqList users;
-    for (const auto& r : refs) users.push_back(r.user_seq);
+    KeyList users;
+    for (const auto& r : refs) users.push_back(r.user_key);
     std::map<std::int64_t, std::string> ids;
-    for (const StoreSummary& s : db_->IRSummaries(users)) ids[s.seq] = s.id;
-    for (const auto& r : refs) out.push_back(ids[r.user_seq] + ">" + r.used);
+    for (const StoreSummary& s : db_->IRSummaries(users)) ids[s.key] = s.id;
+    for (const auto& r : refs) out.push_back(ids[r.user_key] + ">" + r.used);
     return out;
   };
   EXPECT_EQ(Pairs("m"),

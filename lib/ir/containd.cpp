@@ -77,6 +77,10 @@ void CORBA_Contained_Impl::write_record() { store_->IRStoreObject(this); }
 
 void CORBA_Contained_Impl::changeID(const char*, const char*) {}
 
+std::string CORBA_Contained_Impl::object_key() {
+  return key_ > 0 ? ir_key_object_id(key_) : std::string(own_id());
+}
+
 CORBA_IRObject_Impl* CORBA_Contained_Impl::_has_kind_contained(
     CORBA::DefinitionKind) {
   return this;
@@ -368,19 +372,19 @@ IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
   std::vector<StoreSummary> users;
   ir_store_call(kFile, __LINE__, context, [&] {
     refs = store_->IROutsideRefs(*id_handle_);
-    SeqList seqs;
+    KeyList keys;
     for (const StoreOutsideRef& r : refs)
-      if (seqs.empty() || seqs.back() != r.user_seq) seqs.push_back(r.user_seq);
-    users = store_->IRSummaries(seqs);
+      if (keys.empty() || keys.back() != r.user_key) keys.push_back(r.user_key);
+    users = store_->IRSummaries(keys);
     return 0;
   });
-  std::unordered_map<std::int64_t, const StoreSummary*> by_seq;
-  for (const StoreSummary& u : users) by_seq.emplace(u.seq, &u);
+  std::unordered_map<std::int64_t, const StoreSummary*> by_key;
+  for (const StoreSummary& u : users) by_key.emplace(u.key, &u);
   IRExt::ExtReferenceSeq_var out = new IRExt::ExtReferenceSeq;
   out->length(0);
   for (const StoreOutsideRef& r : refs) {
-    auto user = by_seq.find(r.user_seq);
-    if (user == by_seq.end()) continue;
+    auto user = by_key.find(r.user_key);
+    if (user == by_key.end()) continue;
     CORBA::ULong n = out->length();
     out->length(n + 1);
     ir_fill_summary(store_, *user->second, out[n].user, context);

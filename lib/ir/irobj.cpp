@@ -15,13 +15,13 @@
 #include "ir/nativedf.h"
 #include "ir/operatdf.h"
 #include "ir/reposito.h"
+#include "ir/servant_cache.h"
 #include "ir/servant_locator.h"
 #include "ir/structdf.h"
 #include "ir/uniondf.h"
 #include "ir/valuebdf.h"
 #include "ir/valuedf.h"
 #include "ir/valuemdf.h"
-#include "platform/kal_lookup_table.h"
 #include "platform/principal.h"
 #include "platform/qor_log.h"
 
@@ -180,6 +180,29 @@ CORBA_IRObject_Impl* ir_servant_of(CORBA::Object_ptr obj) {
     }
   }
   return nullptr;
+}
+
+std::string ir_definition_id_of(CORBA::Object_ptr obj) {
+  std::string oid = ir_object_key_of(obj);
+  std::int64_t key = 0;
+  if (ir_parse_key_object_id(oid, &key)) {
+    Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache_by_key(key));
+    if (s.in()) return s->own_id();
+    CORBA_Repository_Impl* root = get_repository_impl();
+    if (!root) return std::string();
+    return ir_store_call(kFile, __LINE__, oid.c_str(),
+                         [&] { return root->get_irs()->IRIdOfKey(key); });
+  }
+  // Anonymous and primitive objects have no id; any other object id is
+  // the id itself (a reference made before records had keys).
+  if (oid.empty() || oid[0] == '~') return std::string();
+  return oid;
+}
+
+bool ir_names_changing_id(CORBA::Object_ptr obj, const char* old_id,
+                          const char* new_id) {
+  std::string id = ir_definition_id_of(obj);
+  return !id.empty() && (id == old_id || id == new_id);
 }
 
 std::string ir_object_key_of(CORBA::Object_ptr obj) {
@@ -383,7 +406,8 @@ CORBA_Contained_Impl* build_servant(CORBA::DefinitionKind kind,
 }  // namespace
 
 CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
-                                  const char* id, Encapsulation& record) {
+                                  const char* id, Encapsulation& record,
+                                  std::int64_t key) {
   CORBA_Repository_Impl* root = get_repository_impl();
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
   if (kind == CORBA::dk_Repository) return nullptr;
@@ -395,6 +419,7 @@ CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
               IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
               "CORBA::Contained::make_object", 0);
   Servant_ref<CORBA_Contained_Impl> owner(servant);
+  servant->store_set_key(key);
   irobj_put_in_cache(id, servant);
   try {
     servant->stream_to_object(name, id, record);
@@ -410,51 +435,74 @@ CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
   return owner._retn();
 }
 
+namespace {
+// Servants that left the cache are released outside the critical
+// section: a destructor may reach the cache again.
+void release_all(const ServantCache::Released& released) {
+  for (CORBA_Contained_Impl* s : released) s->_remove_ref();
+}
+}  // namespace
+
 void irobj_put_in_cache(const char* id, CORBA_Contained_Impl* servant) {
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
+  if (!servant) return;
   CORBA_Repository_Impl* root = get_repository_impl();
-  if (servant) servant->_add_ref();
-  char* key = CORBA::string_dup(id);
-  IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
-  kalInsertIntoLookupTable(root->cache(), key, servant);
+  ServantCache::Released released;
+  {
+    IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
+    root->cache()->put(id, servant->def_key(), servant, released);
+  }
+  release_all(released);
 }
 
 CORBA_Contained_Impl* irobj_get_from_cache(const char* id) {
   CORBA_Repository_Impl* root = get_repository_impl();
-  void* found;
+  CORBA_Contained_Impl* found;
   {
     IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
-    found = kalFindElementInLookupTable(root->cache(), id);
+    found = root->cache()->find(id);
   }
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
-  if (!found) return nullptr;
-  CORBA_Contained_Impl* servant = static_cast<CORBA_Contained_Impl*>(found);
-  servant->_add_ref();
-  return servant;
+  return found;
+}
+
+CORBA_Contained_Impl* irobj_get_from_cache_by_key(std::int64_t key) {
+  CORBA_Repository_Impl* root = get_repository_impl();
+  IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
+  return root->cache()->find_key(key);
 }
 
 void irobj_remove_from_cache(const char* id) {
   CORBA_Repository_Impl* root = get_repository_impl();
-  char* key = nullptr;
-  void* value;
+  ServantCache::Released released;
   {
     IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
-    value = kalRemoveElementFromLookupTable(root->cache(), id, &key);
+    root->cache()->remove(id, released);
   }
-  CORBA::string_free(key);
-  if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
+  release_all(released);
 }
 
 StoredObject* IrObjectFactory::cached(const std::string& id) {
   return irobj_get_from_cache(id.c_str());
 }
 
+StoredObject* IrObjectFactory::cached_key(std::int64_t key) {
+  return irobj_get_from_cache_by_key(key);
+}
+
 StoredObject* IrObjectFactory::make(int kind, const std::string& name,
-                                    const std::string& id,
+                                    const std::string& id, std::int64_t key,
                                     const std::vector<std::uint8_t>& body) {
   EncapIIOP record(body);
   return make_object(static_cast<CORBA::DefinitionKind>(kind), name.c_str(),
-                     id.c_str(), record);
+                     id.c_str(), record, key);
+}
+
+CORBA::Object_ptr ir_reference_for_key(std::int64_t key,
+                                       CORBA::DefinitionKind kind) {
+  Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache_by_key(key));
+  if (s.in()) return s->_ref();
+  return ir_make_reference(ir_key_object_id(key), kind);
 }
 
 CORBA_Contained_Impl* ir_find_object(IRStore* store, const std::string& id) {
@@ -472,15 +520,17 @@ CORBA_Contained_Impl* ir_fetch_object(IRStore* store, const std::string& id,
 CORBA::ContainedSeq* ir_contained_seq(IRStore* store, const IdList& ids,
                                       const char* file, int line,
                                       const char* context) {
+  std::vector<StoreRef> refs =
+      ir_store_call(file, line, context, [&] { return store->IRRefsOf(ids); });
   CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
-  out->length(0);
-  for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(
-        ir_fetch_object(store, id, file, line, context));
-    if (!s.in() || s->def_kind() == CORBA::dk_Repository) continue;
-    CORBA::ULong n = out->length();
-    out->length(n + 1);
-    out[n] = ir_ref_as<CORBA::Contained>(s.in());
+  out->length(static_cast<CORBA::ULong>(refs.size()));
+  CORBA::ULong n = 0;
+  for (const StoreRef& r : refs) {
+    auto kind = static_cast<CORBA::DefinitionKind>(r.kind);
+    if (kind == CORBA::dk_Repository || !is_contained_def_kind(kind)) continue;
+    CORBA::Object_var obj = ir_reference_for_key(r.key, kind);
+    out[n++] = CORBA::Contained::_unchecked_narrow(obj);
   }
+  out->length(n);
   return out._retn();
 }

@@ -15,14 +15,6 @@ namespace {
 const char kFile[] = "lib/ir/reposito";
 const char kObjectId[] = "IDL:Object:1.0";
 
-int ir_key_compare(const char* a, const char* b) { return std::strcmp(a, b); }
-
-// Drops one cache entry: frees the key, releases the servant.
-void ir_cache_callback(char* key, void* value) {
-  CORBA::string_free(key);
-  if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
-}
-
 const CORBA::PrimitiveKind kPrimitiveOrder[] = {
     CORBA::pk_null,    CORBA::pk_void,     CORBA::pk_short,
     CORBA::pk_long,    CORBA::pk_ushort,   CORBA::pk_ulong,
@@ -39,6 +31,9 @@ std::function<std::unique_ptr<IRStore>(const char*)>
     CORBA_Repository_Impl::store_opener = [](const char* database) {
       return std::unique_ptr<IRStore>(new IRDB(database));
     };
+
+std::size_t CORBA_Repository_Impl::cache_capacity =
+    CORBA_Repository_Impl::kDefaultCacheCapacity;
 
 namespace {
 IrObjectFactory the_factory;
@@ -62,10 +57,7 @@ CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
     : CORBA_IRObject_Impl(CORBA::dk_Repository) {
   CORBA::String_var name =
       CORBA::string_dup(database ? database : "[default database]");
-  cache_ = kalCreateLookupTable(ir_key_compare, nullptr, 0, nullptr, nullptr, 0,
-                                700, 4);
-  if (!cache_) kaldNoMemory(kFile, 284);
-  kalLookupTableCacheCallback(cache_, ir_cache_callback);
+  cache_.reset(new ServantCache(cache_capacity));
   int r = KALCreateMutexSem(&mutex_);
   if (r != 0)
     kaldError(kaldMapSysError(r), CORBA::COMPLETED_NO, kFile, 286, nullptr, 0,
@@ -90,13 +82,15 @@ CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
   root_handle_.reset(new StoreHandle(repository_base_rep_id));
   contained_view_ =
       new CORBA_Repository_Contained(repository_base_rep_id, name.in(), this);
-  if (store_->IRReadOnly()) {
-    if (!store_->IRExists(*root_handle_))
-      irobj_parse_throw(IRStore::kNoSuchRecord, kFile, 302,
-                        "CORBA::Repository::constructor: the read-only "
-                        "database holds no repository");
-    return;
-  }
+  // An existing root record is left as it is: start-up reads nothing else
+  // and writes nothing.
+  bool exists = ir_store_call(kFile, 302, "CORBA::Repository::constructor",
+                              [&] { return store_->IRExists(*root_handle_); });
+  if (exists) return;
+  if (store_->IRReadOnly())
+    irobj_parse_throw(IRStore::kNoSuchRecord, kFile, 302,
+                      "CORBA::Repository::constructor: the read-only "
+                      "database holds no repository");
   ir_in_update(store_, kFile, 302, "CORBA::Repository::constructor",
                [&](IrUpdate&) { store_->IRStoreObject(contained_view_.in()); });
 }
@@ -104,18 +98,13 @@ CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
 CORBA_Repository_Impl::~CORBA_Repository_Impl() {
   drop_contents_cache();
   if (cache_) {
+    ServantCache::Released released;
     {
       IrCriticalSection cs(mutex_, kFile, 459);
-      for (const std::string& key : kalLookupTableDumpKeys(cache_)) {
-        char* stored = nullptr;
-        void* value =
-            kalRemoveElementFromLookupTable(cache_, key.c_str(), &stored);
-        if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
-        CORBA::string_free(stored);
-      }
+      cache_->flush(released);
     }
-    kalDeleteLookupTable(cache_);
-    cache_ = nullptr;
+    for (CORBA_Contained_Impl* s : released) s->_remove_ref();
+    cache_.reset();
     if (mutex_) {
       int r = KALDestroyMutexSem(mutex_);
       ir_trace_mutex(kFile, 494, "Destroying CS Mutex: ", mutex_);
@@ -156,10 +145,11 @@ CORBA_Repository_Impl* CORBA_Repository_Impl::theMergeRepository(
 void CORBA_Repository_Impl::create_Object(CORBA_Repository_Impl* root) {
   IRStore* store = root->get_irs();
   StoreHandle object_handle(kObjectId);
-  if (store->IRReadOnly()) {
-    init_Object_interface_ptr();
-    return;
-  }
+  // Object is made once, in a new database; init_Object_interface_ptr()
+  // finds it when it is needed.
+  bool exists = ir_store_call(kFile, 135, "CORBA::Repository::create_Object",
+                              [&] { return store->IRExists(object_handle); });
+  if (exists || store->IRReadOnly()) return;
   Servant_ref<CORBA_InterfaceDef_Impl> object;
   ir_in_update(
       store, kFile, 135, "CORBA::Repository::create_Object", [&](IrUpdate&) {
@@ -228,10 +218,12 @@ void CORBA_Repository_Impl::ext_cancelUserTransaction() {
 
 void CORBA_Repository_Impl::forget_servants() {
   drop_contents_cache();
+  ServantCache::Released released;
   {
     IrCriticalSection cs(mutex_, kFile, __LINE__);
-    kalFlushLookupTable(cache_);
+    cache_->flush(released);
   }
+  for (CORBA_Contained_Impl* s : released) s->_remove_ref();
   ir_flush_anonymous();
   // Object is never rolled back, but its servant went with the cache.
   Object_interface_ptr = CORBA::InterfaceDef::_nil();

@@ -187,9 +187,9 @@ IRExt::ExtPage* CORBA_Repository_Impl::ext_list(const char* container,
   if (!container) bad_argument(__LINE__, context);
   StoreHandle h(*container ? container : repository_base_rep_id);
   IRStore* store = get_irs();
-  SeqList seqs = ir_store_call(kFile, __LINE__, context,
-                               [&] { return store->IRChildSeqs(h); });
-  return ir_summary_page(store, seqs, offset, limit, context);
+  KeyList keys = ir_store_call(kFile, __LINE__, context,
+                               [&] { return store->IRChildKeys(h); });
+  return ir_summary_page(store, keys, offset, limit, context);
 }
 
 IRExt::ExtPage* CORBA_Repository_Impl::ext_search(
@@ -205,9 +205,9 @@ IRExt::ExtPage* CORBA_Repository_Impl::ext_search(
   search.ignore_case = ignore_case;
   search.scope = scope;
   IRStore* store = get_irs();
-  SeqList seqs = ir_store_call(kFile, __LINE__, context,
+  KeyList keys = ir_store_call(kFile, __LINE__, context,
                                [&] { return store->IRSearch(search); });
-  return ir_summary_page(store, seqs, offset, limit, context);
+  return ir_summary_page(store, keys, offset, limit, context);
 }
 
 IRExt::ExtKindCountSeq* CORBA_Repository_Impl::ext_count_kinds() {

@@ -1,7 +1,11 @@
 #include "ir/servant_locator.h"
 
 #include <omniORB4/callHandle.h>
+#include <omniORB4/omniInterceptors.h>
 
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
 #include <map>
 #include <vector>
 
@@ -85,6 +89,10 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
     ir_upcall_mutex().lock();
     try {
       CORBA::String_var key = PortableServer::ObjectId_to_string(oid);
+      // Without a repository (it is closing) nothing can be said about
+      // the object: the client may try again.
+      if (!get_repository_impl())
+        throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
       CORBA_IRObject_Impl* servant = ir_servant_for_oid(key.in());
       if (!servant) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
       cookie = nullptr;
@@ -104,17 +112,49 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
 };
 
 // Answers "DefaultRepository" by forwarding every request to the root:
-// the INS POA gives one servant one key only.
+// the INS POA gives one servant one key only.  Without a root (it is
+// being replaced, or closing) the client is told to try again.
 class RootAlias : public virtual PortableServer::ServantBase {
  public:
   CORBA::Boolean _dispatch(omniCallHandle&) override {
-    if (!active_root) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
+    if (!active_root) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
     throw omniORB::LOCATION_FORWARD(ir_root_reference(active_root), 0);
   }
   const char* _mostDerivedRepoId() override {
     return CORBA::Repository::_PD_repoId;
   }
 };
+
+// The gate of every incoming request.  omniORB serves requests from the
+// moment its first POA exists and answers an object key that is not
+// active (the corbaloc keys before the root exists, or after it has gone)
+// with OBJECT_NOT_EXIST, whatever the state of the POA managers; the gate
+// runs before omniORB looks the key up.  While irserver starts, requests
+// wait at the gate; once it stops, they are turned away with TRANSIENT.
+enum GateState { kGateHolding, kGateOpen, kGateClosed };
+std::mutex gate_mutex;
+std::condition_variable gate_changed;
+std::atomic<int> gate_state{kGateHolding};
+
+CORBA::Boolean pass_gate(
+    omni::omniInterceptors::serverReceiveRequest_T::info_T&) {
+  int state = gate_state.load(std::memory_order_acquire);
+  if (state == kGateHolding) {
+    std::unique_lock<std::mutex> lock(gate_mutex);
+    gate_changed.wait(lock, [] { return gate_state != kGateHolding; });
+    state = gate_state;
+  }
+  if (state == kGateClosed) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+  return true;
+}
+
+void set_gate(GateState state) {
+  {
+    std::lock_guard<std::mutex> lock(gate_mutex);
+    gate_state = state;
+  }
+  gate_changed.notify_all();
+}
 
 }  // namespace
 
@@ -126,6 +166,8 @@ std::recursive_mutex& ir_upcall_mutex() {
 void ir_poa_init(CORBA::ORB_ptr orb) {
   if (!CORBA::is_nil(the_poa)) return;
   the_orb = CORBA::ORB::_duplicate(orb);
+  // Before the first POA: from then on omniORB serves requests.
+  omniORB::getInterceptors()->serverReceiveRequest.add(pass_gate);
   CORBA::Object_var obj = orb->resolve_initial_references("RootPOA");
   PortableServer::POA_var root = PortableServer::POA::_narrow(obj);
   PortableServer::POAManager_var manager = root->the_POAManager();
@@ -141,14 +183,38 @@ void ir_poa_init(CORBA::ORB_ptr orb) {
       PortableServer::NO_IMPLICIT_ACTIVATION);
   the_poa = root->create_POA("IR", manager, policies);
   for (CORBA::ULong i = 0; i < policies.length(); ++i) policies[i]->destroy();
+
   PortableServer::ServantLocator_var locator = (new IrServantLocator)->_this();
   the_poa->set_servant_manager(locator);
 
   obj = orb->resolve_initial_references("omniINSPOA");
   ins_poa = PortableServer::POA::_narrow(obj);
-  PortableServer::POAManager_var ins_manager = ins_poa->the_POAManager();
-  manager->activate();
-  ins_manager->activate();
+}
+
+namespace {
+// Both POA managers: the root POA's (shared by the IR POA) and the INS
+// POA's.
+std::vector<PortableServer::POAManager_var> poa_managers() {
+  std::vector<PortableServer::POAManager_var> managers;
+  if (!CORBA::is_nil(the_poa)) managers.push_back(the_poa->the_POAManager());
+  if (!CORBA::is_nil(ins_poa)) managers.push_back(ins_poa->the_POAManager());
+  return managers;
+}
+}  // namespace
+
+void ir_poa_activate() {
+  for (PortableServer::POAManager_var& m : poa_managers()) m->activate();
+  set_gate(kGateOpen);
+}
+
+void ir_poa_discard() {
+  set_gate(kGateClosed);
+  for (PortableServer::POAManager_var& m : poa_managers()) {
+    try {
+      m->discard_requests(false);
+    } catch (const PortableServer::POAManager::AdapterInactive&) {
+    }
+  }
 }
 
 PortableServer::POA_ptr ir_poa() { return the_poa.in(); }
@@ -202,6 +268,24 @@ const char* ir_interface_repo_id(CORBA::DefinitionKind kind) {
     default:
       return CORBA::IRObject::_PD_repoId;
   }
+}
+
+std::string ir_key_object_id(std::int64_t key) {
+  return "~k" + std::to_string(key);
+}
+
+bool ir_parse_key_object_id(const std::string& oid, std::int64_t* key) {
+  if (oid.size() < 3 || oid.size() > 21 || oid[0] != '~' || oid[1] != 'k')
+    return false;
+  std::int64_t value = 0;
+  for (std::size_t i = 2; i < oid.size(); ++i) {
+    if (oid[i] < '0' || oid[i] > '9') return false;
+    if (value > (INT64_MAX - (oid[i] - '0')) / 10) return false;
+    value = value * 10 + (oid[i] - '0');
+  }
+  if (value <= 0) return false;
+  *key = value;
+  return true;
 }
 
 CORBA::Object_ptr ir_make_reference(const std::string& oid,
@@ -274,6 +358,15 @@ void ir_flush_anonymous() {
 CORBA_IRObject_Impl* ir_servant_for_oid(const std::string& oid) {
   CORBA_Repository_Impl* root = get_repository_impl();
   if (!root) return nullptr;
+  std::int64_t key = 0;
+  if (ir_parse_key_object_id(oid, &key)) {
+    try {
+      return static_cast<CORBA_Contained_Impl*>(
+          root->get_irs()->IRFindObjectByKey(key));
+    } catch (const IRStore::Exception& e) {
+      irobj_parse_throw(e.code(), kFile, __LINE__, oid.c_str());
+    }
+  }
   if (!oid.empty() && oid[0] == '~') {
     if (oid.size() > 2 && oid[1] == 'p') {
       char* end = nullptr;

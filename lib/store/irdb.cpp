@@ -2,16 +2,32 @@
 //
 // Tables
 //   record(seq, id, kind, name, parent, body)
-//       one row per definition.  `seq` is the rowid and keeps creation
-//       order: every list is returned ORDER BY seq.  `parent` references
-//       record(id) (NULL for the root).
+//       one row per definition.  `seq` is the rowid and the record's key:
+//       assigned by the store from meta.next_key, never changed, never
+//       reused.  Keys grow with creation, so every list is returned
+//       ORDER BY seq.  `parent` references record(id) (NULL for the root).
 //   link(src, dst, kind, pos)
 //       use links (kind 1, a multiset) and inheritance links (kind 2,
 //       ordered by pos).  Both ends reference record(id).
-// Foreign keys cascade on update, so changing a record's key (IRReKey)
-// moves its children and links with one UPDATE.  Every operation is a
-// handful of statements that reach rows through an index; the only
-// exception is IRFindObjects without a scope, which is a search over every
+//   comment(seq, text)
+//       documentation comments, removed with their record.
+//   meta(name, value)
+//       next_key: no key at or above it has been handed out.
+// Foreign keys cascade on update, so changing a record's id (IRReKey)
+// moves its children and links with one UPDATE.
+//
+// Keys are handed out from a counter in memory.  meta.next_key stays
+// ahead of it: it is raised by kKeyReserve when a writer opens the file
+// (so that keys handed out in a user transaction that a crash then loses
+// are not handed out again after the restart, up to that many) and in the
+// same transaction as any insert that reaches it; after a rollback the
+// counter keeps its value, and a cancelled user transaction writes the
+// counter back at once.
+//
+// Format 1 (no keys of its own, no comments) is upgraded in place by the
+// first writable open, in one transaction: a crash leaves format 1.  Every
+// operation is a handful of statements that reach rows through an index; the
+// only exception is IRFindObjects without a scope, which is a search over every
 // record by nature.  query_plans() lets a test check this.
 //
 // Durability: WAL journal with synchronous=NORMAL.  A commit has written
@@ -32,6 +48,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cassert>
 #include <functional>
 #include <string_view>
@@ -42,7 +59,8 @@
 namespace {
 
 constexpr int kApplicationId = 0x49524442;  // "IRDB"
-constexpr int kFormatVersion = 1;
+constexpr int kFormatVersion = 2;
+constexpr std::int64_t kKeyReserve = 1 << 16;
 constexpr int kAllKinds = 1;  // dk_all: a kind filter that accepts all
 
 const std::string kNoKey;
@@ -85,6 +103,16 @@ int StoreCode(int rc) {
 constexpr const char kParentIndexSql[] =
     "CREATE INDEX IF NOT EXISTS record_parent ON record(parent)";
 
+// Tables and the key counter that format 2 adds to format 1.
+constexpr const char kFormat2Tables[] =
+    "CREATE TABLE comment("
+    " seq INTEGER PRIMARY KEY REFERENCES record(seq) ON DELETE CASCADE,"
+    " text TEXT NOT NULL);"
+    "CREATE TABLE meta(name TEXT PRIMARY KEY, value INTEGER NOT NULL)"
+    " WITHOUT ROWID;"
+    "INSERT INTO meta(name, value)"
+    " SELECT 'next_key', coalesce(max(seq), 0) + 1 FROM record;";
+
 std::string SchemaSql() {
   return "BEGIN IMMEDIATE;"
          "CREATE TABLE record("
@@ -107,14 +135,21 @@ std::string SchemaSql() {
          " kind INTEGER NOT NULL,"
          " pos INTEGER NOT NULL);"
          "CREATE INDEX link_src ON link(src, kind, pos);"
-         "CREATE INDEX link_dst ON link(dst, kind);"
-         "PRAGMA application_id = " +
-         std::to_string(kApplicationId) +
+         "CREATE INDEX link_dst ON link(dst, kind);" +
+         std::string(kFormat2Tables) +
+         "PRAGMA application_id = " + std::to_string(kApplicationId) +
          ";"
          "PRAGMA user_version = " +
          std::to_string(kFormatVersion) +
          ";"
          "COMMIT";
+}
+
+// Format 1 to format 2, in one transaction.
+std::string UpgradeSql() {
+  return std::string("BEGIN IMMEDIATE;") + kParentIndexSql + ";" +
+         kFormat2Tables +
+         "PRAGMA user_version = " + std::to_string(kFormatVersion) + ";COMMIT";
 }
 
 // The statements of the operations.  CROSS JOIN fixes the join order where
@@ -128,18 +163,40 @@ namespace sql {
   " CROSS JOIN link ON link.src = bases.id AND link.kind = 2)"
 
 constexpr const char kSelectRecord[] =
-    "SELECT kind, name, parent, body FROM record WHERE id = ?1";
+    "SELECT kind, name, parent, body, seq FROM record WHERE id = ?1";
+constexpr const char kSelectRecordByKey[] =
+    "SELECT kind, name, parent, body, id FROM record WHERE seq = ?1";
+constexpr const char kIdOfKey[] = "SELECT id FROM record WHERE seq = ?1";
+// ?1 a JSON array of ids.
+constexpr const char kRefsOf[] =
+    "SELECT record.id, record.seq, record.kind, record.name, record.parent"
+    " FROM json_each(?1) AS j"
+    " CROSS JOIN record ON record.id = j.value ORDER BY j.key";
 constexpr const char kSelectHeader[] =
     "SELECT kind, name, parent FROM record WHERE id = ?1";
 constexpr const char kExists[] = "SELECT 1 FROM record WHERE id = ?1";
 constexpr const char kInsert[] =
-    "INSERT INTO record(id, kind, name, parent, body)"
-    " VALUES(?1, ?2, ?3, ?4, ?5)";
-constexpr const char kUpsert[] =
-    "INSERT INTO record(id, kind, name, parent, body)"
-    " VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET"
-    " kind = excluded.kind, name = excluded.name, parent = excluded.parent,"
-    " body = excluded.body";
+    "INSERT INTO record(id, kind, name, parent, body, seq)"
+    " VALUES(?1, ?2, ?3, ?4, ?5, ?6)";
+constexpr const char kUpdateByKey[] =
+    "UPDATE record SET kind = ?2, name = ?3, parent = ?4, body = ?5"
+    " WHERE seq = ?6";
+constexpr const char kUpdateById[] =
+    "UPDATE record SET kind = ?2, name = ?3, parent = ?4, body = ?5"
+    " WHERE id = ?1 RETURNING seq";
+constexpr const char kReadNextKey[] =
+    "SELECT value FROM meta WHERE name = 'next_key'";
+constexpr const char kWriteNextKey[] =
+    "UPDATE meta SET value = max(value, ?1) WHERE name = 'next_key'";
+constexpr const char kMaxKey[] = "SELECT coalesce(max(seq), 0) FROM record";
+constexpr const char kGetComment[] =
+    "SELECT comment.text FROM record CROSS JOIN comment"
+    " ON comment.seq = record.seq WHERE record.id = ?1";
+constexpr const char kSetComment[] =
+    "INSERT INTO comment(seq, text) SELECT seq, ?2 FROM record"
+    " WHERE id = ?1 ON CONFLICT(seq) DO UPDATE SET text = excluded.text";
+constexpr const char kDropComment[] =
+    "DELETE FROM comment WHERE seq = (SELECT seq FROM record WHERE id = ?1)";
 constexpr const char kSetParent[] =
     "UPDATE record SET parent = ?2 WHERE id = ?1";
 constexpr const char kRename[] = "UPDATE record SET name = ?2 WHERE id = ?1";
@@ -254,9 +311,9 @@ constexpr const char kDoomedDetach[] =
 constexpr const char kDoomedDelete[] =
     "DELETE FROM record WHERE id IN (SELECT id FROM doomed)";
 
-// Bulk listings.  Positions first (cheap, and counted for the page
-// total), then the summaries of one page by position.
-constexpr const char kChildSeqs[] =
+// Bulk listings.  Keys first (cheap, and counted for the page total),
+// then the summaries of one page by key.
+constexpr const char kChildKeys[] =
     "SELECT seq FROM record WHERE parent = ?1 ORDER BY seq";
 // ?1 pattern (lower-case for the case-insensitive forms), ?2 accepted
 // kinds as in kFindByName, ?3 scope.  The root (no parent) never matches.
@@ -285,7 +342,7 @@ constexpr const char kSearchIdNoCaseBelow[] =
     IR_SEARCH_BELOW("lower(record.id)");
 #undef IR_SEARCH
 #undef IR_SEARCH_BELOW
-// ?1 a JSON array of positions.
+// ?1 a JSON array of keys.
 constexpr const char kSummaries[] =
     "SELECT r.seq, r.kind, r.name, r.id, r.parent, substr(r.body, 1, 64),"
     " (SELECT count(*) FROM record AS c WHERE c.parent = r.id)"
@@ -318,10 +375,19 @@ constexpr const char kOutsideRefs[] =
 // Every statement with parameters, for query_plans().
 constexpr const char* kAll[] = {
     kSelectRecord,
+    kSelectRecordByKey,
+    kIdOfKey,
+    kRefsOf,
     kSelectHeader,
     kExists,
     kInsert,
-    kUpsert,
+    kUpdateByKey,
+    kUpdateById,
+    kReadNextKey,
+    kWriteNextKey,
+    kGetComment,
+    kSetComment,
+    kDropComment,
     kSetParent,
     kRename,
     kReKey,
@@ -350,7 +416,7 @@ constexpr const char* kAll[] = {
     kDoomedLinksTo,
     kDoomedDetach,
     kDoomedDelete,
-    kChildSeqs,
+    kChildKeys,
     kSearchName,
     kSearchId,
     kSearchNameNoCase,
@@ -421,8 +487,20 @@ struct IRDB::Impl {
   void Exec(std::string_view text);
   // Throws kReadOnly when the store is read-only.
   void RequireWritable() const;
-  // Writes the record of `obj` with kInsert or kUpsert.
-  void WriteObject(const char* text, StoredObject* obj);
+  // Writes the record of `obj`: always a new record when `insert`, else
+  // as IRStoreObject says.
+  void WriteObject(StoredObject* obj, bool insert);
+  // The next key, raising meta.next_key (in the current transaction)
+  // when the counter reaches it.
+  std::int64_t AllocateKey();
+  // Writes meta.next_key = the counter + kKeyReserve.
+  void ReserveKeys();
+  // Opening a writer: the counter starts above every key ever handed out
+  // and meta.next_key is moved kKeyReserve ahead of it (committed).
+  void StartKeys();
+  // After a rollback the reservation may have gone with it: the next
+  // insert writes it again.
+  void KeysRolledBack() { reserved_key = next_key; }
   std::string Savepoint(const char* verb, int level) const {
     return std::string(verb) + " u" + std::to_string(level);
   }
@@ -438,7 +516,9 @@ struct IRDB::Impl {
   // Keyed by views of the SQL text kept by each statement itself.
   std::unordered_map<std::string_view, StatementPtr> statements;
   unsigned long run = 0;
-  int depth = 0;  // open updates (savepoints u0 .. u<depth-1>)
+  int depth = 0;                  // open updates (savepoints u0 .. u<depth-1>)
+  std::int64_t next_key = 0;      // the next key to hand out
+  std::int64_t reserved_key = 0;  // meta.next_key as this process wrote it
   bool user_transaction = false;
   bool opening = true;  // failures are reported as failures to open
   ObjectFactory* factory = nullptr;
@@ -590,6 +670,7 @@ IRDB::Impl::Impl(const char* file, Options options)
   Exec("PRAGMA synchronous = NORMAL");
   Exec("PRAGMA foreign_keys = ON");
   Exec(sql::kDoomedTable);
+  if (!read_only) StartKeys();
   opening = false;
 }
 
@@ -637,15 +718,34 @@ void IRDB::Impl::CheckFile() {
            std::to_string(user_version) + ", this one reads " +
            std::to_string(kFormatVersion) + ")");
   }
-  if (user_version != kFormatVersion) {
+  if (user_version < 1) {
     Refuse("is not an interface repository database (format " +
            std::to_string(user_version) + ")");
   }
-  if (read_int("SELECT count(*) FROM sqlite_schema WHERE type = 'table'"
-               " AND name IN ('record', 'link')") != 2) {
+  const long long tables = read_int(
+      "SELECT count(*) FROM sqlite_schema WHERE type = 'table'"
+      " AND name IN ('record', 'link', 'comment', 'meta')");
+  if (tables != (user_version == 1 ? 2 : 4)) {
     Refuse("is damaged: tables are missing");
   }
-  if (!read_only) Exec(kParentIndexSql);
+  if (user_version < kFormatVersion) {
+    if (read_only) {
+      Refuse("was written by an older version (format " +
+             std::to_string(user_version) +
+             "); open it once without --read-only to upgrade it");
+    }
+    ++run;
+    // One transaction: on failure SQLite rolls it back (or closing the
+    // connection does), and the file keeps format 1.
+    const int rc =
+        sqlite3_exec(db.get(), UpgradeSql().c_str(), nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) {
+      const std::string message = sqlite3_errmsg(db.get());
+      sqlite3_exec(db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+      throw Exception(StoreCode(rc), "cannot upgrade database " + path +
+                                         " from format 1: " + message);
+    }
+  }
 }
 
 sqlite3_stmt* IRDB::Impl::Prepare(std::string_view text) {
@@ -670,6 +770,7 @@ void IRDB::Impl::Fail(int rc, const std::string& key) {
   if (sqlite3_get_autocommit(db.get())) {
     depth = 0;
     user_transaction = false;
+    KeysRolledBack();
   }
   std::string text;
   if (opening) {
@@ -701,15 +802,57 @@ void IRDB::Impl::RequireWritable() const {
   }
 }
 
-void IRDB::Impl::WriteObject(const char* text, StoredObject* obj) {
+void IRDB::Impl::WriteObject(StoredObject* obj, bool insert) {
   RequireWritable();
   if (!obj) throw Exception(kBadState, "no object to write");
-  const std::string id = obj->store_key(), name = obj->store_name(),
+  const std::string id = obj->store_id(), name = obj->store_name(),
                     parent = obj->store_parent();
   const std::vector<std::uint8_t> body = obj->store_body();
-  Query q(*this, text, id);
-  q.Bind(1, id).Bind(2, obj->store_kind()).Bind(3, name);
-  q.BindParent(4, parent).BindBlob(5, body).Run();
+  const long long kind = obj->store_kind();
+  const std::int64_t key = insert ? 0 : obj->store_key();
+  if (key > 0) {
+    Query q(*this, sql::kUpdateByKey, id);
+    q.Bind(1, id).Bind(2, kind).Bind(3, name);
+    q.BindParent(4, parent).BindBlob(5, body).Bind(6, key);
+    if (q.Change() == 0) throw Exception(kNoSuchRecord, "no record " + id);
+    return;
+  }
+  if (!insert) {
+    Query q(*this, sql::kUpdateById, id);
+    q.Bind(1, id).Bind(2, kind).Bind(3, name);
+    q.BindParent(4, parent).BindBlob(5, body);
+    if (q.Next()) {
+      obj->store_set_key(q.Int(0));
+      return;
+    }
+  }
+  const std::int64_t new_key = AllocateKey();
+  Query q(*this, sql::kInsert, id);
+  q.Bind(1, id).Bind(2, kind).Bind(3, name);
+  q.BindParent(4, parent).BindBlob(5, body).Bind(6, new_key).Run();
+  obj->store_set_key(new_key);
+}
+
+std::int64_t IRDB::Impl::AllocateKey() {
+  if (next_key >= reserved_key) ReserveKeys();
+  return next_key++;
+}
+
+void IRDB::Impl::ReserveKeys() {
+  const std::int64_t reserve = next_key + kKeyReserve;
+  Query q(*this, sql::kWriteNextKey);
+  q.Bind(1, reserve).Run();
+  reserved_key = reserve;
+}
+
+void IRDB::Impl::StartKeys() {
+  auto read_int = [this](const char* text) {
+    Query q(*this, text);
+    return q.Next() ? q.Int(0) : 0;
+  };
+  next_key = std::max<std::int64_t>(read_int(sql::kReadNextKey),
+                                    read_int(sql::kMaxKey) + 1);
+  ReserveKeys();
 }
 
 // --- IRDB --------------------------------------------------------------------
@@ -771,6 +914,7 @@ void IRDB::IRCancelUpdate() {
   if (impl_->depth == 0) throw Exception(kBadState, "no update is open");
   const int level = impl_->depth - 1;
   impl_->Exec(impl_->Savepoint("ROLLBACK TO", level));
+  impl_->KeysRolledBack();
   impl_->Exec(impl_->Savepoint("RELEASE", level));
   --impl_->depth;
 }
@@ -808,6 +952,14 @@ void IRDB::IRCancelUserTransaction() {
   impl_->Exec("ROLLBACK");
   impl_->user_transaction = false;
   impl_->depth = 0;
+  impl_->KeysRolledBack();
+  // Keys handed out in the transaction are known to its clients: write
+  // the counter now, in a transaction of its own.  Should that fail, the
+  // next insert writes it.
+  try {
+    impl_->ReserveKeys();
+  } catch (const Exception&) {
+  }
 }
 
 bool IRDB::IRInUserTransaction() const { return impl_->user_transaction; }
@@ -818,13 +970,9 @@ bool IRDB::IRReadOnly() const { return impl_->read_only; }
 
 void IRDB::set_factory(ObjectFactory* factory) { impl_->factory = factory; }
 
-void IRDB::IRStoreObject(StoredObject* obj) {
-  impl_->WriteObject(sql::kUpsert, obj);
-}
+void IRDB::IRStoreObject(StoredObject* obj) { impl_->WriteObject(obj, false); }
 
-void IRDB::IRInsertObject(StoredObject* obj) {
-  impl_->WriteObject(sql::kInsert, obj);
-}
+void IRDB::IRInsertObject(StoredObject* obj) { impl_->WriteObject(obj, true); }
 
 StoredObject* IRDB::IRFindObject(const StoreHandle& h) {
   if (!impl_->factory) throw Exception(kBadState, "no object factory is set");
@@ -833,7 +981,24 @@ StoredObject* IRDB::IRFindObject(const StoreHandle& h) {
   StoreRecord record;
   // The statement is reset before make(), which may call the store again.
   if (!IRReadRecord(id, record)) return nullptr;
-  return impl_->factory->make(record.kind, record.name, id, record.body);
+  return impl_->factory->make(record.kind, record.name, id, record.key,
+                              record.body);
+}
+
+StoredObject* IRDB::IRFindObjectByKey(std::int64_t key) {
+  if (!impl_->factory) throw Exception(kBadState, "no object factory is set");
+  if (StoredObject* cached = impl_->factory->cached_key(key)) return cached;
+  StoreRecord record;
+  {
+    Impl::Query q(*impl_, sql::kSelectRecordByKey);
+    if (!q.Bind(1, static_cast<long long>(key)).Next()) return nullptr;
+    record.kind = static_cast<int>(q.Int(0));
+    record.name = q.Text(1);
+    record.body = q.Blob(3);
+    record.id = q.Text(4);
+  }
+  return impl_->factory->make(record.kind, record.name, record.id, key,
+                              record.body);
 }
 
 void IRDB::IRObjectOp(const StoreHandle& h) {
@@ -867,7 +1032,32 @@ bool IRDB::IRReadRecord(const std::string& id, StoreRecord& out) {
   out.name = q.Text(1);
   out.parent = q.Text(2);
   out.body = q.Blob(3);
+  out.key = q.Int(4);
   return true;
+}
+
+std::string IRDB::IRIdOfKey(std::int64_t key) {
+  Impl::Query q(*impl_, sql::kIdOfKey);
+  return q.Bind(1, static_cast<long long>(key)).Next() ? q.Text(0)
+                                                       : std::string();
+}
+
+std::vector<StoreRef> IRDB::IRRefsOf(const IdList& ids) {
+  std::vector<StoreRef> refs;
+  if (ids.empty()) return refs;
+  std::string json = "[";
+  for (const std::string& id : ids) {
+    if (json.size() > 1) json += ',';
+    AppendJsonString(json, id);
+  }
+  json += ']';
+  Impl::Query q(*impl_, sql::kRefsOf);
+  q.Bind(1, json);
+  refs.reserve(ids.size());
+  while (q.Next())
+    refs.push_back(StoreRef{q.Text(0), q.Int(1), static_cast<int>(q.Int(2)),
+                            q.Text(3), q.Text(4)});
+  return refs;
 }
 
 int IRDB::IRKindOf(const StoreHandle& h) {
@@ -1006,16 +1196,16 @@ IdList IRDB::IRFindObjects(const std::string& pattern,
 
 // --- bulk listings -----------------------------------------------------------
 
-SeqList IRDB::IRChildSeqs(const StoreHandle& container) {
+KeyList IRDB::IRChildKeys(const StoreHandle& container) {
   IRObjectOp(container);
-  Impl::Query q(*impl_, sql::kChildSeqs, container.key_string());
+  Impl::Query q(*impl_, sql::kChildKeys, container.key_string());
   q.Bind(1, container.key_string());
-  SeqList seqs;
-  while (q.Next()) seqs.push_back(q.Int(0));
-  return seqs;
+  KeyList keys;
+  while (q.Next()) keys.push_back(q.Int(0));
+  return keys;
 }
 
-SeqList IRDB::IRSearch(const StoreSearch& search) {
+KeyList IRDB::IRSearch(const StoreSearch& search) {
   const bool scoped = !search.scope.empty();
   if (scoped) IRObjectOp(StoreHandle(search.scope));
   // SQLite's lower() folds ASCII letters only, as ASCIILower does.
@@ -1032,18 +1222,18 @@ SeqList IRDB::IRSearch(const StoreSearch& search) {
                 search.scope);
   q.Bind(1, pattern).Bind(2, accepted);
   if (scoped) q.Bind(3, search.scope);
-  SeqList seqs;
-  while (q.Next()) seqs.push_back(q.Int(0));
-  return seqs;
+  KeyList keys;
+  while (q.Next()) keys.push_back(q.Int(0));
+  return keys;
 }
 
-std::vector<StoreSummary> IRDB::IRSummaries(const SeqList& seqs) {
+std::vector<StoreSummary> IRDB::IRSummaries(const KeyList& keys) {
   std::vector<StoreSummary> rows;
-  if (seqs.empty()) return rows;
+  if (keys.empty()) return rows;
   std::string json = "[";
-  for (std::int64_t seq : seqs) {
+  for (std::int64_t key : keys) {
     if (json.size() > 1) json += ',';
-    json += std::to_string(seq);
+    json += std::to_string(key);
   }
   json += ']';
   {
@@ -1051,7 +1241,7 @@ std::vector<StoreSummary> IRDB::IRSummaries(const SeqList& seqs) {
     q.Bind(1, json);
     while (q.Next()) {
       StoreSummary row;
-      row.seq = q.Int(0);
+      row.key = q.Int(0);
       row.kind = static_cast<int>(q.Int(1));
       row.name = q.Text(2);
       row.id = q.Text(3);
@@ -1122,6 +1312,31 @@ std::vector<StoreOutsideRef> IRDB::IROutsideRefs(const StoreHandle& h) {
   std::vector<StoreOutsideRef> refs;
   while (q.Next()) refs.push_back(StoreOutsideRef{q.Int(0), q.Text(1)});
   return refs;
+}
+
+// --- documentation comments --------------------------------------------------
+
+std::string IRDB::IRGetComment(const StoreHandle& h) {
+  {
+    Impl::Query q(*impl_, sql::kGetComment, h.key_string());
+    if (q.Bind(1, h.key_string()).Next()) return q.Text(0);
+  }
+  IRObjectOp(h);
+  return std::string();
+}
+
+void IRDB::IRSetComment(const StoreHandle& h, const std::string& text) {
+  impl_->RequireWritable();
+  if (text.empty()) {
+    IRObjectOp(h);
+    Impl::Query q(*impl_, sql::kDropComment, h.key_string());
+    q.Bind(1, h.key_string()).Run();
+    return;
+  }
+  Impl::Query q(*impl_, sql::kSetComment, h.key_string());
+  if (q.Bind(1, h.key_string()).Bind(2, text).Change() == 0) {
+    throw Exception(kNoSuchRecord, "no record " + h.key_string());
+  }
 }
 
 // --- links -------------------------------------------------------------------

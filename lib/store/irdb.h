@@ -52,11 +52,14 @@ class IRDB : public IRStore {
   void IRStoreObject(StoredObject* obj) override;
   void IRInsertObject(StoredObject* obj) override;
   StoredObject* IRFindObject(const StoreHandle& h) override;
+  StoredObject* IRFindObjectByKey(std::int64_t key) override;
   void IRObjectOp(const StoreHandle& h) override;
   void IRAddContained(const StoreHandle& obj,
                       const StoreHandle& container) override;
   bool IRExists(const StoreHandle& h) override;
   bool IRReadRecord(const std::string& id, StoreRecord& out) override;
+  std::string IRIdOfKey(std::int64_t key) override;
+  std::vector<StoreRef> IRRefsOf(const IdList& ids) override;
   int IRKindOf(const StoreHandle& h) override;
   std::string IRNameOf(const StoreHandle& h) override;
   std::unique_ptr<StoreHandle> IRParentOf(const StoreHandle& h) override;
@@ -79,9 +82,9 @@ class IRDB : public IRStore {
   IdList IRFindObjects(const std::string& pattern,
                        const std::vector<int>& kinds, bool match_ids,
                        const StoreHandle* scope) override;
-  SeqList IRChildSeqs(const StoreHandle& container) override;
-  SeqList IRSearch(const StoreSearch& search) override;
-  std::vector<StoreSummary> IRSummaries(const SeqList& seqs) override;
+  KeyList IRChildKeys(const StoreHandle& container) override;
+  KeyList IRSearch(const StoreSearch& search) override;
+  std::vector<StoreSummary> IRSummaries(const KeyList& keys) override;
   std::vector<std::pair<int, std::uint64_t>> IRCountKinds() override;
   std::vector<StoreOutsideRef> IROutsideRefs(const StoreHandle& h) override;
   void IRAddUse(const StoreHandle& user, const StoreHandle& used) override;
@@ -91,6 +94,8 @@ class IRDB : public IRStore {
   void IRRemoveInherit(const StoreHandle& derived,
                        const StoreHandle& base) override;
   bool IRIsA(const StoreHandle& h, const std::string& target_id) override;
+  std::string IRGetComment(const StoreHandle& h) override;
+  void IRSetComment(const StoreHandle& h, const std::string& text) override;
   void IRReKey(const StoreHandle& from, const StoreHandle& to) override;
   void IRRename(const StoreHandle& h, const std::string& name) override;
   void IRRemove(const StoreHandle& h) override;
