@@ -14,6 +14,8 @@
 
 namespace {
 const char kFile[] = "lib/ir/containd";
+// Longer documentation comments are refused.
+constexpr std::size_t kMaxCommentLength = 64 * 1024;
 
 char* copy_or_fail(const char* s, int line) {
   if (!s) kaldNoMemory(kFile, line);
@@ -394,13 +396,21 @@ IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
   return out._retn();
 }
 
-// Documentation comments are not stored yet.
+// Comments live in the store only (no servant holds one), so that a
+// cancelled user transaction or a failed update leaves nothing stale.
 char* CORBA_Contained_Impl::ext_get_comment() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+  std::string text =
+      ir_store_call(kFile, __LINE__, "IRExt::Contained::ext_get_comment",
+                    [&] { return store_->IRGetComment(*id_handle_); });
+  return CORBA::string_dup(text.c_str());
 }
 
-void CORBA_Contained_Impl::ext_set_comment(const char*) {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+void CORBA_Contained_Impl::ext_set_comment(const char* text) {
+  const char* const context = "IRExt::Contained::ext_set_comment";
+  if (!text || std::strlen(text) > kMaxCommentLength)
+    kaldBadArgument(kFile, __LINE__, context);
+  ir_in_update(store_, kFile, __LINE__, context,
+               [&](IrUpdate&) { store_->IRSetComment(*id_handle_, text); });
 }
 
 CORBA::Contained_ptr get_next_contained(Encapsulation& e, IRStore* store) {
