@@ -251,10 +251,11 @@ void write_file_atomically(const std::string& path, const std::string& text) {
   }
 }
 
-std::unique_ptr<IRStore> open_read_only_store(const char* database) {
-  IRDB::Options options;
-  options.read_only = true;
-  return std::make_unique<IRDB>(database, options);
+IRDB::Options store_options_of(const ServerOptions& options) {
+  IRDB::Options store_options;
+  store_options.read_only = options.read_only;
+  store_options.full_sync = options.full_sync;
+  return store_options;
 }
 
 // Opens and closes the database once, so that a file that cannot serve
@@ -263,9 +264,7 @@ std::unique_ptr<IRStore> open_read_only_store(const char* database) {
 // gone before the repository opens it.
 void check_database(const ServerOptions& options) {
   try {
-    IRDB::Options store_options;
-    store_options.read_only = options.read_only;
-    IRDB probe(options.db_path.c_str(), store_options);
+    IRDB probe(options.db_path.c_str(), store_options_of(options));
   } catch (const IRStore::Exception& e) {
     // The store's words usually name the file already.
     if (e.text().find(options.db_path) != std::string::npos)
@@ -337,8 +336,11 @@ int main(int argc, char** argv) {
 
     step = "cannot open the repository in " + options.db_path;
     check_database(options);
-    if (options.read_only)
-      CORBA_Repository_Impl::store_opener = open_read_only_store;
+    IRDB::Options store_options = store_options_of(options);
+    CORBA_Repository_Impl::store_opener = [store_options](const char* db) {
+      return std::unique_ptr<IRStore>(new IRDB(db, store_options));
+    };
+    CORBA_Repository_Impl::cache_capacity = options.cache_size;
     CORBA_Repository_Impl* root =
         CORBA_Repository_Impl::theRepository(options.db_path.c_str());
     if (!root) throw StartupError{step + ": no repository root"};

@@ -75,7 +75,8 @@ std::string parse_server_options(int argc, const char* const* argv,
       continue;
     }
     if (name == "--db" || name == "--endpoint" || name == "--ior-file" ||
-        name == "--trace" || name == "--log" || name == "--max-message-size") {
+        name == "--trace" || name == "--log" || name == "--max-message-size" ||
+        name == "--sync" || name == "--cache-size") {
       if (!has_inline) {
         if (i + 1 >= argc) return "option " + name + " needs a value";
         value = argv[++i];
@@ -91,6 +92,18 @@ std::string parse_server_options(int argc, const char* const* argv,
         out->ior_file = value;
       } else if (name == "--log") {
         out->log_file = value;
+      } else if (name == "--sync") {
+        if (value != "full" && value != "normal")
+          return "--sync needs full or normal (got '" + value + "')";
+        out->full_sync = value == "full";
+      } else if (name == "--cache-size") {
+        unsigned long long size = 0;
+        if (value.find_first_not_of("0123456789") != std::string::npos ||
+            !parse_byte_size(value, &size) || size > 100000000ULL)
+          return "--cache-size needs a number of definitions from 1 to "
+                 "100000000 (got '" +
+                 value + "')";
+        out->cache_size = static_cast<unsigned long>(size);
       } else if (name == "--max-message-size") {
         if (!parse_byte_size(value, &out->max_message_size) ||
             out->max_message_size < kMinMessageSize ||
@@ -189,7 +202,8 @@ std::string server_usage() {
 
 Serve a persistent CORBA Interface Repository.  The repository's records
 live in one SQLite database file; a change is committed before its reply
-leaves, and a committed change survives a crash of irserver.  The root
+leaves, and a committed change survives a crash of irserver and, unless
+--sync normal is given, a power cut.  The root
 answers at the corbaloc keys InterfaceRepository and DefaultRepository,
 so that clients can use
   -ORBInitRef InterfaceRepository=corbaloc::HOST:PORT/InterfaceRepository
@@ -215,6 +229,14 @@ Options:
   --log FILE         append the log (irserver's and omniORB's messages and
                      traces) to FILE instead of standard error; the same as
                      -ORBtraceFile FILE.
+  --sync MODE        full (the default): a change is answered only once it
+                     is on stable storage, so it survives a power cut;
+                     normal: once the operating system has it, so it
+                     survives a crash of irserver but maybe not a power
+                     cut (faster changes).
+  --cache-size N     keep the servants of at most N definitions in memory
+                     (default 20000; least recently used ones go first).
+                     Memory stays bounded however large the repository.
   --max-message-size SIZE
                      the largest GIOP message irserver sends or accepts
                      (default 256M; K, M and G are powers of 1024), so that

@@ -13,6 +13,7 @@ constexpr const char* kDefaultEndpoint = "giop:tcp:127.0.0.1:2810";
 
 // omniORB's own limit (2 MB) refuses the contents of a large module.
 constexpr unsigned long long kDefaultMaxMessageSize = 256ULL << 20;
+constexpr unsigned long kDefaultCacheSize = 20000;
 
 struct ServerOptions {
   std::string db_path = kDefaultDatabase;
@@ -31,6 +32,11 @@ struct ServerOptions {
   // The largest GIOP message irserver sends or accepts, in bytes
   // (omniORB's -ORBgiopMaxMsgSize).
   unsigned long long max_message_size = kDefaultMaxMessageSize;
+  // --sync full (the default): a change is answered once it is on stable
+  // storage; --sync normal: once the operating system has it.
+  bool full_sync = true;
+  // The number of definitions whose servants stay cached (--cache-size).
+  unsigned long cache_size = kDefaultCacheSize;
   bool help = false;
   // The -ORB options with their values, in the order given; ORB_init
   // receives them after irserver's own -ORBendPoint/-ORBtraceFile.

@@ -303,3 +303,85 @@ TEST_F(UpgradeTest, AFailedUpgradeLeavesFormat1) {
 }
 
 }  // namespace
+
+// --- failures of the disk ----------------------------------------------------
+
+class DiskFailureTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    vfs_ = std::make_unique<FailingVfs>();
+    StoreTest::SetUp();
+  }
+  void TearDown() override {
+    StoreTest::TearDown();
+    vfs_.reset();
+  }
+  std::unique_ptr<FailingVfs> vfs_;
+};
+
+TEST_F(DiskFailureTest, ACommitSyncsUnlessToldNotTo) {
+  for (bool full : {true, false}) {
+    IRDB::Options options;
+    options.full_sync = full;
+    Open(options);
+    const int syncs = vfs_->syncs();
+    db_->IRBeginUpdate();
+    Add(full ? "full" : "normal");
+    db_->IREndUpdate();
+    if (full) {
+      EXPECT_GT(vfs_->syncs(), syncs);
+    } else {
+      EXPECT_EQ(vfs_->syncs(), syncs);
+    }
+  }
+}
+
+TEST_F(DiskFailureTest, AFailedCommitTakesItsUpdateAlong) {
+  Add("kept");
+  db_->IRBeginUpdate();
+  Add("gone");
+  vfs_->arm(FailingVfs::kSyncError, 1);
+  EXPECT_CODE(kStoreFailure, db_->IREndUpdate());
+  EXPECT_CODE(kBadState, db_->IRCancelUpdate());
+  EXPECT_FALSE(db_->IRExists(H("gone")));
+  EXPECT_TRUE(db_->IRExists(H("kept")));
+  db_->IRBeginUpdate();
+  Add("next");
+  db_->IREndUpdate();
+  Open();
+  EXPECT_TRUE(db_->IRExists(H("next")));
+  EXPECT_FALSE(db_->IRExists(H("gone")));
+}
+
+// A user transaction that SQLite rolls back (its commit failed) stays
+// open as lost: changes and the end fail until the cancel, which closes
+// it and says so.
+TEST_F(DiskFailureTest, ALostUserTransactionIsReportedUntilCancelled) {
+  Add("kept");
+  db_->IRBeginUserTransaction();
+  Add("t1");
+  vfs_->arm(FailingVfs::kWriteError, 1);
+  auto e = Thrown([&] { db_->IREndUserTransaction(); });
+  EXPECT_EQ(e.code(), IRStore::kStoreFailure);
+  EXPECT_TRUE(db_->IRInUserTransaction());
+  EXPECT_FALSE(db_->IRExists(H("t1")));
+  e = Thrown([&] { Add("t2"); });
+  EXPECT_EQ(e.code(), IRStore::kStoreFailure);
+  EXPECT_NE(e.text().find("rolled back"), std::string::npos) << e.text();
+  EXPECT_CODE(kStoreFailure, db_->IRBeginUpdate());
+  EXPECT_CODE(kStoreFailure, db_->IREndUserTransaction());
+  EXPECT_CODE(kStoreFailure, db_->IRBeginUserTransaction());
+  e = Thrown([&] { db_->IRCancelUserTransaction(); });
+  EXPECT_EQ(e.code(), IRStore::kStoreFailure);
+  EXPECT_NE(e.text().find("already been rolled back"), std::string::npos);
+  EXPECT_FALSE(db_->IRInUserTransaction());
+  EXPECT_CODE(kBadState, db_->IRCancelUserTransaction());
+
+  db_->IRBeginUserTransaction();
+  Add("t3");
+  db_->IREndUserTransaction();
+  Open();
+  EXPECT_TRUE(db_->IRExists(H("t3")));
+  EXPECT_TRUE(db_->IRExists(H("kept")));
+  EXPECT_FALSE(db_->IRExists(H("t1")));
+}

@@ -302,6 +302,20 @@ IrCriticalSection::~IrCriticalSection() {
 
 // --- store updates ---------------------------------------------------------
 
+void ir_forget_after_failure(int code) {
+  switch (code) {
+    case IRStore::kStoreFailure:
+    case IRStore::kNoMemory:
+    case IRStore::kBusy: {
+      CORBA_Repository_Impl* root = get_repository_impl();
+      if (root) root->forget_servants();
+      break;
+    }
+    default:
+      break;
+  }
+}
+
 IrUpdate::IrUpdate(IRStore* store, const char* file, int line,
                    const char* context)
     : store_(store), file_(file), line_(line), context_(context), open_(false) {
@@ -332,6 +346,7 @@ void IrUpdate::commit() {
       store_->IRCancelUpdate();
     } catch (const IRStore::Exception&) {
     }
+    ir_forget_after_failure(e.code());
     irobj_parse_throw(e.code(), file_, line_, context_);
   }
 }
@@ -349,7 +364,18 @@ void IrUpdate::cancel() {
 }
 
 void IrUpdate::store_failure(const IRStore::Exception& e) {
-  cancel();
+  if (open_) {
+    open_ = false;
+    // The failure is what the client must hear; a cancel that fails
+    // because SQLite rolled the update back already does not hide it.
+    try {
+      store_->IRCancelUpdate();
+    } catch (const IRStore::Exception& c) {
+      QORLogError(file_, line_,
+                  ("IRCancelUpdate after a failure: " + c.text()).c_str());
+    }
+  }
+  ir_forget_after_failure(e.code());
   std::string text = context_ ? context_ : "";
   irobj_parse_throw(e.code(), file_, line_, text.c_str());
 }

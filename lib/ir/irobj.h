@@ -130,9 +130,18 @@ class IrCriticalSection {
 void ir_trace_mutex(const char* file, int line, const char* what,
                     KALMutexSem mutex);
 
+// After a failure of the database (`code` kStoreFailure, kNoMemory or
+// kBusy) servants may hold changes that the store rolled back: every
+// servant, anonymous object and contents cache is dropped, to be rebuilt
+// from the store on demand.  Other codes (a clash, a missing record) change
+// nothing.
+void ir_forget_after_failure(int code);
+
 // A store update as a scoped guard: begun by the constructor, committed
 // by commit(), cancelled by the destructor otherwise.  fail() cancels and
-// then raises; a store exception is translated by store_failure().
+// then raises; a store exception is translated by store_failure().  A
+// failure of the database (in the update or its commit) drops every
+// cached servant (ir_forget_after_failure) before it is raised.
 class IrUpdate {
  public:
   IrUpdate(IRStore* store, const char* file, int line, const char* context);

@@ -197,23 +197,47 @@ CORBA_PrimitiveDef_Impl* CORBA_Repository_Impl::get_primitive_impl(
 // --- user transactions
 // ----------------------------------------------------------
 
+// TransOn follows the store after every call, failed ones included: a
+// failed end leaves the transaction open (the client may retry or cancel),
+// a cancel closes it whatever happens.
+
 void CORBA_Repository_Impl::ext_beginUserTransaction() {
-  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_beginUserTransaction",
-                [&] { store_->IRBeginUserTransaction(); });
+  try {
+    store_->IRBeginUserTransaction();
+  } catch (const IRStore::Exception& e) {
+    TransOn = store_->IRInUserTransaction();
+    ir_forget_after_failure(e.code());
+    irobj_parse_throw(e.code(), kFile, __LINE__,
+                      "IRExt::Repository::ext_beginUserTransaction");
+  }
   TransOn = true;
 }
 
 void CORBA_Repository_Impl::ext_endUserTransaction() {
-  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_endUserTransaction",
-                [&] { store_->IREndUserTransaction(); });
+  try {
+    store_->IREndUserTransaction();
+  } catch (const IRStore::Exception& e) {
+    TransOn = store_->IRInUserTransaction();
+    ir_forget_after_failure(e.code());
+    irobj_parse_throw(e.code(), kFile, __LINE__,
+                      "IRExt::Repository::ext_endUserTransaction");
+  }
   TransOn = false;
 }
 
 void CORBA_Repository_Impl::ext_cancelUserTransaction() {
-  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_cancelUserTransaction",
-                [&] { store_->IRCancelUserTransaction(); });
-  TransOn = false;
+  // Nothing may show rolled-back state, whether or not the store raises.
+  int failure = 0;
+  try {
+    store_->IRCancelUserTransaction();
+  } catch (const IRStore::Exception& e) {
+    failure = e.code();
+  }
+  TransOn = store_->IRInUserTransaction();
   forget_servants();
+  if (failure != 0)
+    irobj_parse_throw(failure, kFile, __LINE__,
+                      "IRExt::Repository::ext_cancelUserTransaction");
 }
 
 void CORBA_Repository_Impl::forget_servants() {

@@ -30,10 +30,12 @@
 // only exception is IRFindObjects without a scope, which is a search over every
 // record by nature.  query_plans() lets a test check this.
 //
-// Durability: WAL journal with synchronous=NORMAL.  A commit has written
-// the WAL file when it returns, so a committed update survives the process
-// being killed (kill -9); an operating system crash or power loss may lose
-// the last commits but never damages the file.
+// Durability: WAL journal with synchronous=FULL by default: a commit
+// returns once the WAL file has been synced, so a committed update
+// survives a power cut.  With Options::full_sync false, synchronous=NORMAL:
+// a commit has written the WAL file when it returns, so it survives the
+// process being killed (kill -9); an operating system crash or power loss
+// may lose the last commits but never damages the file.
 //
 // Exclusive use: a writer opens with locking_mode=EXCLUSIVE and keeps the
 // file locked until it closes, so a second process (or connection) cannot
@@ -485,8 +487,18 @@ struct IRDB::Impl {
   [[noreturn]] void Fail(int rc, const std::string& key);
   // Runs a statement without parameters, ignoring any rows.
   void Exec(std::string_view text);
-  // Throws kReadOnly when the store is read-only.
+  // Throws kReadOnly when the store is read-only, kStoreFailure when the
+  // open user transaction has been lost.
   void RequireWritable() const;
+  // Throws kStoreFailure when the open user transaction has been lost.
+  void RequireNotLost() const {
+    if (!lost.empty()) {
+      throw Exception(kStoreFailure,
+                      "the user transaction was rolled back by a store "
+                      "failure (cancel it): " +
+                          lost);
+    }
+  }
   // Writes the record of `obj`: always a new record when `insert`, else
   // as IRStoreObject says.
   void WriteObject(StoredObject* obj, bool insert);
@@ -504,6 +516,9 @@ struct IRDB::Impl {
   std::string Savepoint(const char* verb, int level) const {
     return std::string(verb) + " u" + std::to_string(level);
   }
+  // True when the update at `depth` is a transaction of its own: the
+  // outermost one outside user transactions.
+  bool OwnTransaction() const { return depth == 0 && !user_transaction; }
 
   void CheckFile();
   [[noreturn]] void Refuse(const std::string& why) const {
@@ -516,10 +531,15 @@ struct IRDB::Impl {
   // Keyed by views of the SQL text kept by each statement itself.
   std::unordered_map<std::string_view, StatementPtr> statements;
   unsigned long run = 0;
-  int depth = 0;                  // open updates (savepoints u0 .. u<depth-1>)
+  // Open updates: update n is savepoint u<n>, except the outermost outside
+  // a user transaction, which is a transaction.
+  int depth = 0;
   std::int64_t next_key = 0;      // the next key to hand out
   std::int64_t reserved_key = 0;  // meta.next_key as this process wrote it
   bool user_transaction = false;
+  // Why SQLite rolled the open user transaction back; empty while it is
+  // intact.
+  std::string lost;
   bool opening = true;  // failures are reported as failures to open
   ObjectFactory* factory = nullptr;
 };
@@ -667,7 +687,8 @@ IRDB::Impl::Impl(const char* file, Options options)
       Refuse("cannot be switched to WAL journal mode");
     }
   }  // `wal` is reset here
-  Exec("PRAGMA synchronous = NORMAL");
+  Exec(options.full_sync ? "PRAGMA synchronous = FULL"
+                         : "PRAGMA synchronous = NORMAL");
   Exec("PRAGMA foreign_keys = ON");
   Exec(sql::kDoomedTable);
   if (!read_only) StartKeys();
@@ -767,9 +788,12 @@ void IRDB::Impl::Fail(int rc, const std::string& key) {
   const std::string message = sqlite3_errmsg(db.get());
   // Some failures (I/O error, full disk, out of memory) make SQLite roll
   // the whole transaction back; the open updates went with it.
+  // A user transaction lost that way stays open, as lost, until the
+  // client cancels it: until then every change and its end fail, so that
+  // the client learns that its earlier changes have gone.
   if (sqlite3_get_autocommit(db.get())) {
+    if (user_transaction && lost.empty()) lost = message;
     depth = 0;
-    user_transaction = false;
     KeysRolledBack();
   }
   std::string text;
@@ -800,6 +824,7 @@ void IRDB::Impl::RequireWritable() const {
   if (read_only) {
     throw Exception(kReadOnly, "database " + path + " is open read-only");
   }
+  RequireNotLost();
 }
 
 void IRDB::Impl::WriteObject(StoredObject* obj, bool insert) {
@@ -895,30 +920,56 @@ std::vector<std::string> IRDB::query_plans() {
 
 // --- updates and user transactions -------------------------------------------
 
+// The outermost update outside a user transaction is a transaction of its
+// own (BEGIN ... COMMIT); the others are savepoints in it.  (A savepoint
+// as the outermost transaction would be no good: when its RELEASE fails
+// to commit, SQLite discards its changes but keeps the transaction open,
+// so that a retry would "commit" nothing.)  A failed COMMIT makes SQLite
+// roll the transaction back: Fail() notes it, and the update is gone.
 void IRDB::IRBeginUpdate() {
   impl_->RequireWritable();
-  impl_->Exec(impl_->Savepoint("SAVEPOINT", impl_->depth));
+  if (impl_->OwnTransaction()) {
+    impl_->Exec("BEGIN IMMEDIATE");
+  } else {
+    impl_->Exec(impl_->Savepoint("SAVEPOINT", impl_->depth));
+  }
   ++impl_->depth;
 }
 
 void IRDB::IREndUpdate() {
   impl_->RequireWritable();
   if (impl_->depth == 0) throw Exception(kBadState, "no update is open");
-  // On failure the update stays open (unless SQLite rolled it back).
-  impl_->Exec(impl_->Savepoint("RELEASE", impl_->depth - 1));
   --impl_->depth;
+  try {
+    if (impl_->OwnTransaction()) {
+      impl_->Exec("COMMIT");
+    } else {
+      impl_->Exec(impl_->Savepoint("RELEASE", impl_->depth));
+    }
+  } catch (const Exception&) {
+    // Still open (unless SQLite rolled it back, when Fail() set depth 0).
+    if (!sqlite3_get_autocommit(impl_->db.get())) ++impl_->depth;
+    throw;
+  }
 }
 
 void IRDB::IRCancelUpdate() {
-  impl_->RequireWritable();
+  // (A lost user transaction has no updates left: depth is 0.)
+  if (impl_->read_only) impl_->RequireWritable();
   if (impl_->depth == 0) throw Exception(kBadState, "no update is open");
-  const int level = impl_->depth - 1;
-  impl_->Exec(impl_->Savepoint("ROLLBACK TO", level));
-  impl_->KeysRolledBack();
-  impl_->Exec(impl_->Savepoint("RELEASE", level));
   --impl_->depth;
+  if (impl_->OwnTransaction()) {
+    impl_->Exec("ROLLBACK");
+  } else {
+    impl_->Exec(impl_->Savepoint("ROLLBACK TO", impl_->depth));
+    impl_->Exec(impl_->Savepoint("RELEASE", impl_->depth));
+  }
+  impl_->KeysRolledBack();
 }
 
+// A user transaction is BEGIN ... COMMIT.  When the COMMIT fails (the
+// disk failed or is full), SQLite rolls the whole transaction back: it is
+// lost, and stays open as lost until the client cancels it (see Fail()).
 void IRDB::IRBeginUserTransaction() {
   impl_->RequireWritable();
   if (impl_->user_transaction) {
@@ -944,12 +995,16 @@ void IRDB::IREndUserTransaction() {
 }
 
 void IRDB::IRCancelUserTransaction() {
-  impl_->RequireWritable();
+  if (impl_->read_only) impl_->RequireWritable();
   if (!impl_->user_transaction) {
     throw Exception(kBadState, "no user transaction is open");
   }
-  // Rolls back the updates still open in it as well.
-  impl_->Exec("ROLLBACK");
+  const std::string lost = std::move(impl_->lost);
+  impl_->lost.clear();
+  if (lost.empty()) {
+    // Rolls back the updates still open in it as well.
+    impl_->Exec("ROLLBACK");
+  }
   impl_->user_transaction = false;
   impl_->depth = 0;
   impl_->KeysRolledBack();
@@ -959,6 +1014,13 @@ void IRDB::IRCancelUserTransaction() {
   try {
     impl_->ReserveKeys();
   } catch (const Exception&) {
+  }
+  // There was nothing left to cancel: the client learns why.
+  if (!lost.empty()) {
+    throw Exception(kStoreFailure,
+                    "the user transaction had already been rolled back by a "
+                    "store failure: " +
+                        lost);
   }
 }
 

@@ -17,6 +17,10 @@ class IRDB : public IRStore {
 
   struct Options {
     bool read_only = false;
+    // true: a commit returns once it is on stable storage (it survives a
+    // power cut); false: once the operating system has it (it survives
+    // the process being killed, not a power cut).
+    bool full_sync = true;
   };
 
   // Opens (creating when absent, unless read-only) the database `path`
