@@ -51,7 +51,8 @@ std::string slurp(const char* path) {
 
 }  // namespace
 
-BenchServer::BenchServer(const std::vector<std::string>& argv) {
+BenchServer::BenchServer(const std::vector<std::string>& argv,
+                         bool wait_until_ready) {
   int p[2];
   if (pipe2(p, O_CLOEXEC) != 0) {
     problem_ = std::string("pipe: ") + std::strerror(errno);
@@ -60,6 +61,7 @@ BenchServer::BenchServer(const std::vector<std::string>& argv) {
   pid_ = spawn(argv, p[1], -1);
   close(p[1]);
   out_fd_ = p[0];
+  if (!wait_until_ready) return;
   std::string out;
   auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (out.find('\n') == std::string::npos) {

@@ -12,7 +12,10 @@
 // ready line.  Killed (SIGTERM, then SIGKILL) with the object.
 class BenchServer {
  public:
-  explicit BenchServer(const std::vector<std::string>& argv);
+  // With `wait_until_ready` false the constructor returns at once, and
+  // the ready line is not read.
+  explicit BenchServer(const std::vector<std::string>& argv,
+                       bool wait_until_ready = true);
   ~BenchServer();
   BenchServer(const BenchServer&) = delete;
   BenchServer& operator=(const BenchServer&) = delete;
@@ -20,6 +23,7 @@ class BenchServer {
   // "" when the server printed its ready line within 20 s, else why not.
   const std::string& problem() const { return problem_; }
   const std::string& ready_line() const { return ready_; }
+  pid_t pid() const { return pid_; }
 
  private:
   pid_t pid_ = -1;

@@ -255,16 +255,22 @@ IRDB::Options store_options_of(const ServerOptions& options) {
   IRDB::Options store_options;
   store_options.read_only = options.read_only;
   store_options.full_sync = options.full_sync;
+  // The check of a large database ends while irserver serves: its
+  // verdict goes to the log (the store then refuses every change).
+  store_options.on_damage = [](const std::string& text) {
+    QORLogError("server/irserver", __LINE__, text.c_str());
+  };
   return store_options;
 }
 
-// Opens and closes the database once, so that a file that cannot serve
-// is refused with the store's own words rather than a bare CORBA
-// exception.  The store locks the file while open: the probe must be
-// gone before the repository opens it.
-void check_database(const ServerOptions& options) {
+// Opens the database, so that a file that cannot serve is refused with
+// the store's own words rather than a bare CORBA exception; the
+// repository then takes this store over (opening twice would cost a
+// second commit of the key reservation).
+std::unique_ptr<IRStore> open_database(const ServerOptions& options) {
   try {
-    IRDB probe(options.db_path.c_str(), store_options_of(options));
+    return std::make_unique<IRDB>(options.db_path.c_str(),
+                                  store_options_of(options));
   } catch (const IRStore::Exception& e) {
     // The store's words usually name the file already.
     if (e.text().find(options.db_path) != std::string::npos)
@@ -335,9 +341,12 @@ int main(int argc, char** argv) {
     ir_poa_init(orb);
 
     step = "cannot open the repository in " + options.db_path;
-    check_database(options);
+    std::shared_ptr<std::unique_ptr<IRStore>> opened =
+        std::make_shared<std::unique_ptr<IRStore>>(open_database(options));
     IRDB::Options store_options = store_options_of(options);
-    CORBA_Repository_Impl::store_opener = [store_options](const char* db) {
+    CORBA_Repository_Impl::store_opener = [opened,
+                                           store_options](const char* db) {
+      if (*opened) return std::move(*opened);
       return std::unique_ptr<IRStore>(new IRDB(db, store_options));
     };
     CORBA_Repository_Impl::cache_capacity = options.cache_size;

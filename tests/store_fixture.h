@@ -84,6 +84,12 @@ class FakeFactory : public ObjectFactory {
   int made = 0;
 };
 
+inline IRDB::Options ReadOnlyOptions() {
+  IRDB::Options options;
+  options.read_only = true;
+  return options;
+}
+
 inline StoreHandle H(const std::string& id) { return StoreHandle(id); }
 
 // The exception `f` throws; code 0 when it throws none.

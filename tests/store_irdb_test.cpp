@@ -250,7 +250,7 @@ TEST_F(StoreTest, SecondOpenerIsBusy) {
   EXPECT_NE(e.text().find("is in use by another process"), std::string::npos)
       << e.text();
   EXPECT_EQ(
-      Thrown([&] { IRDB other(path_.c_str(), IRDB::Options{true}); }).code(),
+      Thrown([&] { IRDB other(path_.c_str(), ReadOnlyOptions()); }).code(),
       IRStore::kBusy);
 }
 
@@ -308,7 +308,7 @@ TEST_F(StoreTest, RefusesFilesThatAreNotOurs) {
     const Bytes before = ReadFile(path);
     for (const bool read_only : {false, true}) {
       const auto e =
-          Thrown([&] { IRDB db(path.c_str(), IRDB::Options{read_only}); });
+          Thrown([&] { IRDB db(path.c_str(), (read_only ? ReadOnlyOptions() : IRDB::Options())); });
       EXPECT_EQ(e.code(), IRStore::kStoreFailure) << c.what;
       EXPECT_NE(e.text().find(c.message), std::string::npos)
           << c.what << ": " << e.text();
@@ -322,7 +322,7 @@ TEST_F(StoreTest, ReadOnlyStoreReadsAndRefusesEveryChange) {
   Add("m");
   Add("m/i", "m", kInterface);
   db_->IRAddUse(H("m/i"), H("m"));
-  Open(IRDB::Options{true});
+  Open(ReadOnlyOptions());
   EXPECT_TRUE(db_->IRReadOnly());
   EXPECT_EQ(db_->IRSubtree(H("m")), (IdList{"m", "m/i"}));
   EXPECT_EQ(db_->IRReferring(H("m"), 0), IdList{"m/i"});
@@ -356,7 +356,7 @@ TEST_F(StoreTest, ReadOnlyStoreReadsAndRefusesEveryChange) {
   for (const char* name : {"/missing.db", "/empty.db"}) {
     const std::string path = dir_ + name;
     if (std::string(name) == "/empty.db") std::ofstream{path};
-    const auto e = Thrown([&] { IRDB db(path.c_str(), IRDB::Options{true}); });
+    const auto e = Thrown([&] { IRDB db(path.c_str(), ReadOnlyOptions()); });
     EXPECT_EQ(e.code(), IRStore::kStoreFailure) << name;
     EXPECT_FALSE(fs::exists(dir_ + "/missing.db"));
   }

@@ -2,6 +2,10 @@
 // format 1 databases.
 #include <sqlite3.h>
 
+#include <chrono>
+#include <mutex>
+#include <thread>
+
 #include "failing_vfs.h"
 #include "store_fixture.h"
 
@@ -157,7 +161,7 @@ TEST_F(KeyTest, CommentsBelongToTheirRecord) {
   db_->IRSetComment(H("m/s"), "kept");
   db_.reset();
   EXPECT_EQ(SqlInt(path_, "SELECT count(*) FROM comment"), 1);
-  Open(IRDB::Options{true});
+  Open(ReadOnlyOptions());
   EXPECT_EQ(db_->IRGetComment(H("m/s")), "kept");
   EXPECT_CODE(kReadOnly, db_->IRSetComment(H("m/s"), "no"));
 }
@@ -241,7 +245,7 @@ TEST_F(UpgradeTest, AWriterUpgradesFormat1InPlace) {
     EXPECT_GT(n.key, 9);
   }
   EXPECT_EQ(SqlInt(path_, "PRAGMA user_version"), 2);
-  IRDB again(path_.c_str(), IRDB::Options{true});
+  IRDB again(path_.c_str(), ReadOnlyOptions());
   EXPECT_EQ(again.IRGetComment(H("m")), "upgraded");
   EXPECT_EQ(KeyOf(again, "m/s"), 9);
 }
@@ -249,7 +253,7 @@ TEST_F(UpgradeTest, AWriterUpgradesFormat1InPlace) {
 TEST_F(UpgradeTest, AReaderRefusesFormat1InOneLine) {
   WriteFormat1(path_);
   const Bytes before = ReadFile(path_);
-  const auto e = Thrown([&] { IRDB db(path_.c_str(), IRDB::Options{true}); });
+  const auto e = Thrown([&] { IRDB db(path_.c_str(), ReadOnlyOptions()); });
   EXPECT_EQ(e.code(), IRStore::kStoreFailure);
   EXPECT_NE(e.text().find("older version (format 1)"), std::string::npos)
       << e.text();
@@ -384,4 +388,82 @@ TEST_F(DiskFailureTest, ALostUserTransactionIsReportedUntilCancelled) {
   EXPECT_TRUE(db_->IRExists(H("t3")));
   EXPECT_TRUE(db_->IRExists(H("kept")));
   EXPECT_FALSE(db_->IRExists(H("t1")));
+}
+
+// --- the integrity check of a large file
+// --------------------------------------
+
+class LargeFileTest : public StoreTest {
+ protected:
+  // A check after opening, whatever the size.
+  IRDB::Options Deferred() {
+    IRDB::Options options;
+    options.check_at_open_limit = 0;
+    options.on_damage = [this](const std::string& text) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      damage_ = text;
+    };
+    return options;
+  }
+  IRStore::Integrity WaitForCheck() {
+    for (int i = 0; i < 2000; ++i) {
+      IRStore::Integrity state = db_->IRIntegrity(nullptr);
+      if (state != IRStore::Integrity::kChecking) return state;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return IRStore::Integrity::kChecking;
+  }
+  std::mutex mutex_;
+  std::string damage_;
+};
+
+TEST_F(LargeFileTest, AnIntactFileOpensAtOnceAndPassesItsCheck) {
+  Add("m");
+  Open(Deferred());
+  EXPECT_EQ(WaitForCheck(), IRStore::Integrity::kPassed);
+  std::string detail = "x";
+  EXPECT_EQ(db_->IRIntegrity(&detail), IRStore::Integrity::kPassed);
+  EXPECT_EQ(detail, "");
+  Add("n");
+  Open(ReadOnlyOptions());
+  EXPECT_EQ(db_->IRIntegrity(nullptr), IRStore::Integrity::kPassed);
+  EXPECT_TRUE(db_->IRExists(H("n")));
+  // Closed while its check may still run.
+  for (int i = 0; i < 5; ++i) Open(Deferred());
+}
+
+// Damage that opening does not read is found once the store serves:
+// reported through on_damage and by IRIntegrity, and from then on every
+// change is refused while reads go on.
+TEST_F(LargeFileTest, DamageFoundAfterOpeningStopsEveryChange) {
+  db_->IRBeginUpdate();
+  for (int i = 0; i < 400; ++i)
+    Add("m" + std::to_string(i), "root", kModule, Bytes(300, 'b'));
+  db_->IREndUpdate();
+  db_.reset();
+  const Bytes file = ReadFile(path_);
+  const long pages = static_cast<long>(file.size() / 4096);
+  ASSERT_GT(pages, 40);
+  WriteAt(path_, (pages / 2) * 4096, Bytes(4096, 0xa5));
+
+  Open(Deferred());
+  EXPECT_EQ(WaitForCheck(), IRStore::Integrity::kFailed);
+  std::string detail;
+  db_->IRIntegrity(&detail);
+  EXPECT_NE(detail, "");
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    EXPECT_NE(damage_.find("is damaged"), std::string::npos) << damage_;
+    EXPECT_NE(damage_.find(path_), std::string::npos) << damage_;
+  }
+  const auto e = Thrown([&] { db_->IRBeginUpdate(); });
+  EXPECT_EQ(e.code(), IRStore::kStoreFailure);
+  EXPECT_NE(e.text().find("changes are refused"), std::string::npos)
+      << e.text();
+  EXPECT_CODE(kStoreFailure, Add("late"));
+  EXPECT_CODE(kStoreFailure, db_->IRBeginUserTransaction());
+  EXPECT_TRUE(db_->IRExists(H("root")));
+  // Checked at opening, the same file is refused.
+  db_.reset();
+  EXPECT_CODE(kStoreFailure, Open());
 }

@@ -111,17 +111,34 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
   }
 };
 
-// Answers "DefaultRepository" by forwarding every request to the root:
-// the INS POA gives one servant one key only.  Without a root (it is
-// being replaced, or closing) the client is told to try again.
-class RootAlias : public virtual PortableServer::ServantBase {
+// The servant under the corbaloc keys "InterfaceRepository" and
+// "DefaultRepository" (one each: the INS POA gives one servant one key).
+// Both are active from the moment the POAs exist, before the root does:
+// omniORB answers a GIOP LocateRequest for a key that is not active with
+// OBJECT_NOT_EXIST (LocateRequests pass no interceptor, so the gate does
+// not hold them), and a client that verifies its reference first would
+// take the repository for gone.  Every request is handed to the root;
+// without one (the repository is closing) the client is told to retry.
+class RootEntry : public virtual PortableServer::ServantBase {
  public:
-  CORBA::Boolean _dispatch(omniCallHandle&) override {
+  CORBA::Boolean _dispatch(omniCallHandle& handle) override {
+    IrUpcallGuard guard(ir_upcall_mutex());
     if (!active_root) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
-    throw omniORB::LOCATION_FORWARD(ir_root_reference(active_root), 0);
+    return active_root->_dispatch(handle);
+  }
+  // Colocated calls reach the root's skeleton through this.
+  void* _ptrToInterface(const char* id) override {
+    if (!active_root) return PortableServer::ServantBase::_ptrToInterface(id);
+    // (Private in the skeleton, public in the servant base.)
+    omniServant* root = active_root;
+    return root->_ptrToInterface(id);
+  }
+  CORBA::Boolean _is_a(const char* id) override {
+    if (!active_root) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+    return active_root->_is_a(id);
   }
   const char* _mostDerivedRepoId() override {
-    return CORBA::Repository::_PD_repoId;
+    return IRExt::Repository::_PD_repoId;
   }
 };
 
@@ -168,7 +185,14 @@ void ir_poa_init(CORBA::ORB_ptr orb) {
   the_orb = CORBA::ORB::_duplicate(orb);
   // Before the first POA: from then on omniORB serves requests.
   omniORB::getInterceptors()->serverReceiveRequest.add(pass_gate);
-  CORBA::Object_var obj = orb->resolve_initial_references("RootPOA");
+  CORBA::Object_var obj = orb->resolve_initial_references("omniINSPOA");
+  ins_poa = PortableServer::POA::_narrow(obj);
+  for (const char* key : {"InterfaceRepository", "DefaultRepository"}) {
+    PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId(key);
+    PortableServer::Servant_var<RootEntry> entry(new RootEntry);
+    ins_poa->activate_object_with_id(id, entry.in());
+  }
+  obj = orb->resolve_initial_references("RootPOA");
   PortableServer::POA_var root = PortableServer::POA::_narrow(obj);
   PortableServer::POAManager_var manager = root->the_POAManager();
   CORBA::PolicyList policies;
@@ -186,9 +210,6 @@ void ir_poa_init(CORBA::ORB_ptr orb) {
 
   PortableServer::ServantLocator_var locator = (new IrServantLocator)->_this();
   the_poa->set_servant_manager(locator);
-
-  obj = orb->resolve_initial_references("omniINSPOA");
-  ins_poa = PortableServer::POA::_narrow(obj);
 }
 
 namespace {
@@ -297,29 +318,13 @@ CORBA::Object_ptr ir_make_reference(const std::string& oid,
 
 void ir_activate_root(CORBA_Repository_Impl* root) {
   if (CORBA::is_nil(ins_poa)) return;
-  ir_deactivate_root(active_root);
-  PortableServer::ObjectId_var id =
-      PortableServer::string_to_ObjectId("InterfaceRepository");
-  ins_poa->activate_object_with_id(id, root);
+  IrUpcallGuard guard(ir_upcall_mutex());
   active_root = root;
-  PortableServer::ObjectId_var alias_id =
-      PortableServer::string_to_ObjectId("DefaultRepository");
-  PortableServer::Servant_var<RootAlias> alias(new RootAlias);
-  ins_poa->activate_object_with_id(alias_id, alias.in());
 }
 
 void ir_deactivate_root(CORBA_Repository_Impl* root) {
-  if (CORBA::is_nil(ins_poa) || root != active_root) return;
-  active_root = nullptr;
-  for (const char* key : {"InterfaceRepository", "DefaultRepository"}) {
-    PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId(key);
-    try {
-      ins_poa->deactivate_object(id);
-    } catch (const PortableServer::POA::ObjectNotActive&) {
-    } catch (const CORBA::SystemException&) {
-      // The ORB has shut down: its POAs, and the activation, are gone.
-    }
-  }
+  IrUpcallGuard guard(ir_upcall_mutex());
+  if (root == active_root) active_root = nullptr;
 }
 
 CORBA::Object_ptr ir_root_reference(CORBA_Repository_Impl* root) {

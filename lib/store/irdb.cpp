@@ -42,6 +42,14 @@
 // open the database; it is refused with kBusy.  A read-only store takes
 // ordinary shared locks: readers coexist, but not with a writer.
 //
+// Damage: a file up to Options::check_at_open_limit bytes is checked
+// (quick_check) before it is used.  A larger one would make start-up as
+// slow as reading the whole file: it is checked by a thread of its own,
+// on a connection of its own that opens the file as immutable (no locks,
+// main file only, the WAL ignored).  While that check runs the writer does
+// not checkpoint, so the main file does not change under it; afterwards
+// checkpoints resume.  A failed check refuses every change from then on.
+//
 // The file is ours when application_id is kApplicationId and user_version
 // is a format this code reads; anything else is refused before the file is
 // changed in any way.
@@ -51,9 +59,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <functional>
+#include <mutex>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -521,6 +532,12 @@ struct IRDB::Impl {
   bool OwnTransaction() const { return depth == 0 && !user_transaction; }
 
   void CheckFile();
+  // The integrity check of a large file, run by `checker`.
+  void CheckInBackground();
+  // Once the background check has ended, the writer checkpoints again.
+  void ResumeCheckpoints();
+  // quick_check on `conn`: "" when the file is intact, else what it found.
+  static std::string QuickCheck(sqlite3* conn, int* rc);
   [[noreturn]] void Refuse(const std::string& why) const {
     throw Exception(kStoreFailure, "database " + path + " " + why);
   }
@@ -542,6 +559,18 @@ struct IRDB::Impl {
   std::string lost;
   bool opening = true;  // failures are reported as failures to open
   ObjectFactory* factory = nullptr;
+
+  // The background integrity check.
+  Options options;
+  bool check_deferred = false;
+  std::atomic<int> integrity{static_cast<int>(Integrity::kPassed)};
+  mutable std::mutex check_mutex;  // guards check_detail and check_db
+  std::string check_detail;
+  sqlite3* check_db = nullptr;  // the checker's connection while it runs
+  bool checkpoints_paused = false;
+  std::thread checker;
+
+  ~Impl();
 };
 
 // One run of a cached statement: binds, steps, reads columns, and resets
@@ -659,8 +688,10 @@ class IRDB::Impl::Atomic {
   bool done_ = false;
 };
 
-IRDB::Impl::Impl(const char* file, Options options)
-    : path(file ? file : kDefaultPath), read_only(options.read_only) {
+IRDB::Impl::Impl(const char* file, Options options_in)
+    : path(file ? file : kDefaultPath),
+      read_only(options_in.read_only),
+      options(std::move(options_in)) {
   // (An empty file is refused by CheckFile.)
   struct stat st;
   if (read_only && stat(path.c_str(), &st) != 0) {
@@ -693,6 +724,98 @@ IRDB::Impl::Impl(const char* file, Options options)
   Exec(sql::kDoomedTable);
   if (!read_only) StartKeys();
   opening = false;
+  if (check_deferred) {
+    if (!read_only) {
+      Exec("PRAGMA wal_autocheckpoint = 0");
+      checkpoints_paused = true;
+    }
+    integrity = static_cast<int>(Integrity::kChecking);
+    checker = std::thread([this] { CheckInBackground(); });
+  }
+}
+
+IRDB::Impl::~Impl() {
+  if (checker.joinable()) {
+    {
+      std::lock_guard<std::mutex> lock(check_mutex);
+      if (check_db) sqlite3_interrupt(check_db);
+    }
+    checker.join();
+  }
+}
+
+std::string IRDB::Impl::QuickCheck(sqlite3* conn, int* rc_out) {
+  std::string problems;
+  sqlite3_stmt* raw = nullptr;
+  int rc = sqlite3_prepare_v2(conn, "PRAGMA quick_check", -1, &raw, nullptr);
+  const StatementPtr check(raw);
+  while (rc == SQLITE_OK || rc == SQLITE_ROW) {
+    rc = sqlite3_step(raw);
+    if (rc != SQLITE_ROW) break;
+    const auto* text = sqlite3_column_text(raw, 0);
+    std::string line = text ? reinterpret_cast<const char*>(text) : "";
+    if (line == "ok") continue;
+    for (char& c : line) c = c == '\n' ? ' ' : c;
+    problems += (problems.empty() ? "" : "; ") + line;
+  }
+  if (rc == SQLITE_DONE) rc = SQLITE_OK;
+  if (rc != SQLITE_OK && problems.empty()) problems = sqlite3_errmsg(conn);
+  *rc_out = rc;
+  return problems;
+}
+
+void IRDB::Impl::CheckInBackground() {
+  // The path as a URI: '%', '?' and '#' would be read as URI syntax.
+  std::string uri = "file:";
+  for (char c : path) {
+    if (c == '%' || c == '?' || c == '#') {
+      static const char kHex[] = "0123456789abcdef";
+      uri += '%';
+      uri += kHex[(c >> 4) & 0xf];
+      uri += kHex[c & 0xf];
+    } else {
+      uri += c;
+    }
+  }
+  uri += "?immutable=1";
+  sqlite3* conn = nullptr;
+  int rc = sqlite3_open_v2(
+      uri.c_str(), &conn,
+      SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
+  const ConnectionPtr owner(conn);
+  std::string problems;
+  if (rc == SQLITE_OK) {
+    {
+      std::lock_guard<std::mutex> lock(check_mutex);
+      check_db = conn;
+    }
+    problems = QuickCheck(conn, &rc);
+    std::lock_guard<std::mutex> lock(check_mutex);
+    check_db = nullptr;
+  } else {
+    problems = conn ? sqlite3_errmsg(conn) : "cannot open it to check it";
+  }
+  // Interrupted: the store is closing, and nothing is known.
+  if (rc == SQLITE_INTERRUPT) return;
+  {
+    std::lock_guard<std::mutex> lock(check_mutex);
+    check_detail = problems;
+  }
+  integrity = static_cast<int>(problems.empty() ? Integrity::kPassed
+                                                : Integrity::kFailed);
+  if (!problems.empty() && options.on_damage) {
+    options.on_damage("database " + path + " is damaged: " + problems +
+                      "; every change is refused");
+  }
+}
+
+void IRDB::Impl::ResumeCheckpoints() {
+  if (!checkpoints_paused ||
+      integrity == static_cast<int>(Integrity::kChecking))
+    return;
+  checkpoints_paused = false;
+  if (checker.joinable()) checker.join();
+  Exec("PRAGMA wal_autocheckpoint = 1000");
 }
 
 // Reads the header and refuses anything that is not an intact database of
@@ -719,17 +842,19 @@ void IRDB::Impl::CheckFile() {
     return;
   }
 
-  std::string problems;
-  {
-    Query check(*this, "PRAGMA quick_check");
-    while (check.Next()) {
-      std::string line = check.Text(0);
-      if (line == "ok") continue;
-      for (char& c : line) c = c == '\n' ? ' ' : c;
-      problems += (problems.empty() ? "" : "; ") + line;
-    }
+  struct stat st;
+  const bool large =
+      stat(path.c_str(), &st) == 0 &&
+      static_cast<std::uint64_t>(st.st_size) > options.check_at_open_limit;
+  if (large) {
+    check_deferred = true;
+  } else {
+    ++run;
+    int rc = SQLITE_OK;
+    const std::string problems = QuickCheck(db.get(), &rc);
+    if (rc != SQLITE_OK) Fail(rc, kNoKey);
+    if (!problems.empty()) Refuse("is damaged: " + problems);
   }
-  if (!problems.empty()) Refuse("is damaged: " + problems);
 
   if (app_id != kApplicationId) {
     Refuse("is not an interface repository database");
@@ -823,6 +948,12 @@ void IRDB::Impl::Exec(std::string_view text) { Query(*this, text).Run(); }
 void IRDB::Impl::RequireWritable() const {
   if (read_only) {
     throw Exception(kReadOnly, "database " + path + " is open read-only");
+  }
+  if (integrity == static_cast<int>(Integrity::kFailed)) {
+    std::lock_guard<std::mutex> lock(check_mutex);
+    throw Exception(kStoreFailure,
+                    "database " + path +
+                        " is damaged, changes are refused: " + check_detail);
   }
   RequireNotLost();
 }
@@ -928,6 +1059,7 @@ std::vector<std::string> IRDB::query_plans() {
 // roll the transaction back: Fail() notes it, and the update is gone.
 void IRDB::IRBeginUpdate() {
   impl_->RequireWritable();
+  impl_->ResumeCheckpoints();
   if (impl_->OwnTransaction()) {
     impl_->Exec("BEGIN IMMEDIATE");
   } else {
@@ -978,6 +1110,7 @@ void IRDB::IRBeginUserTransaction() {
   if (impl_->depth > 0) {
     throw Exception(kBadState, "a user transaction cannot begin in an update");
   }
+  impl_->ResumeCheckpoints();
   impl_->Exec("BEGIN IMMEDIATE");
   impl_->user_transaction = true;
 }
@@ -1027,6 +1160,15 @@ void IRDB::IRCancelUserTransaction() {
 bool IRDB::IRInUserTransaction() const { return impl_->user_transaction; }
 
 bool IRDB::IRReadOnly() const { return impl_->read_only; }
+
+IRStore::Integrity IRDB::IRIntegrity(std::string* detail) const {
+  const auto state = static_cast<Integrity>(impl_->integrity.load());
+  if (detail) {
+    std::lock_guard<std::mutex> lock(impl_->check_mutex);
+    *detail = impl_->check_detail;
+  }
+  return state;
+}
 
 // --- servants ----------------------------------------------------------------
 

@@ -2,6 +2,8 @@
 #ifndef IR_STORE_IRDB_H
 #define IR_STORE_IRDB_H
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,6 +23,13 @@ class IRDB : public IRStore {
     // power cut); false: once the operating system has it (it survives
     // the process being killed, not a power cut).
     bool full_sync = true;
+    // Files up to this size are checked for damage when they are opened;
+    // larger ones in a thread of their own once open, so that opening
+    // them takes no longer than opening a small one.
+    std::uint64_t check_at_open_limit = 32ULL << 20;
+    // Called (from that thread) when the check of a large file finds
+    // damage, with what it found.
+    std::function<void(const std::string&)> on_damage;
   };
 
   // Opens (creating when absent, unless read-only) the database `path`
@@ -52,6 +61,7 @@ class IRDB : public IRStore {
   void IRCancelUserTransaction() override;
   bool IRInUserTransaction() const override;
   bool IRReadOnly() const override;
+  Integrity IRIntegrity(std::string* detail) const override;
   void set_factory(ObjectFactory* factory) override;
   void IRStoreObject(StoredObject* obj) override;
   void IRInsertObject(StoredObject* obj) override;

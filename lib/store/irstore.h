@@ -172,6 +172,17 @@ class IRStore {
   virtual bool IRInUserTransaction() const = 0;
   virtual bool IRReadOnly() const = 0;
 
+  // The whole-file integrity check of the database: a small file is
+  // checked when it is opened (a damaged one is refused then), a large one
+  // once it is open, while the repository serves.  A failed check makes
+  // every later change fail with kStoreFailure.  `detail` (when not null)
+  // receives what the check found.
+  enum class Integrity { kChecking, kPassed, kFailed };
+  virtual Integrity IRIntegrity(std::string* detail) const {
+    if (detail) detail->clear();
+    return Integrity::kPassed;
+  }
+
   // --- servants -------------------------------------------------------
   virtual void set_factory(ObjectFactory* factory) = 0;
   // Writes the servant's record: replaces the body, kind, name and parent
