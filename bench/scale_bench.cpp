@@ -248,6 +248,10 @@ int main(int argc, char** argv) {
         }
       } catch (const CORBA::TRANSIENT&) {
       } catch (const CORBA::COMM_FAILURE&) {
+      } catch (const CORBA::SystemException& e) {
+        // Starting, irserver must answer only with those two.
+        std::printf("  while starting: CORBA::%s (%s)\n", e._name(),
+                    e.NP_minorString() ? e.NP_minorString() : "?");
       }
       usleep(1000);
     }

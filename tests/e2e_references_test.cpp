@@ -108,10 +108,16 @@ TEST_F(IrServerE2E, StartAndStopNeverTellAClientItsObjectHasGone) {
     std::mutex mutex;
     std::map<std::string, int> seen;  // guarded by mutex
     std::thread poller([&] {
+      bool flip = false;
       while (!done) {
         std::string what;
         try {
-          CORBA::Contained_var c = root->lookup_id("IDL:Poll:1.0");
+          // Every other call through a new reference: its first call
+          // verifies it with a LocateRequest.
+          CORBA::Repository_var fresh = repository_at(server.corbaloc());
+          CORBA::Repository_ptr target = flip ? fresh.in() : root.in();
+          flip = !flip;
+          CORBA::Contained_var c = target->lookup_id("IDL:Poll:1.0");
           what = CORBA::is_nil(c)       ? "nil"
                  : c->_is_equivalent(m) ? "answer"
                                         : "another object";
