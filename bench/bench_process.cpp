@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 namespace {
@@ -143,4 +144,18 @@ bool pin_to_one_cpu() {
   CPU_ZERO(&set);
   CPU_SET(0, &set);
   return sched_setaffinity(0, sizeof set, &set) == 0;
+}
+
+int pin_threads_of(pid_t pid) {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(0, &set);
+  int pinned = 0;
+  std::error_code ec;
+  for (const auto& task : std::filesystem::directory_iterator(
+           "/proc/" + std::to_string(pid) + "/task", ec)) {
+    pid_t tid = std::atoi(task.path().filename().c_str());
+    if (tid > 0 && sched_setaffinity(tid, sizeof set, &set) == 0) ++pinned;
+  }
+  return pinned;
 }

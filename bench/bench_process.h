@@ -47,5 +47,8 @@ int free_port();
 
 // Pins this process, and the children it starts from now on, to CPU 0.
 bool pin_to_one_cpu();
+// Pins every thread that process `pid` has now to CPU 0; returns how many
+// (0 when it cannot).
+int pin_threads_of(pid_t pid);
 
 #endif

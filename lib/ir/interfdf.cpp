@@ -264,6 +264,9 @@ CORBA::Contained::Description* CORBA_InterfaceDef_Impl::describe() {
 
 CORBA::InterfaceDef::FullInterfaceDescription*
 CORBA_InterfaceDef_Impl::describe_interface() {
+  const std::uint64_t now = ir_change_generation();
+  if (description_.get() && description_generation_ == now)
+    return new CORBA::InterfaceDef::FullInterfaceDescription(*description_);
   CORBA::InterfaceDef::FullInterfaceDescription_var full =
       new CORBA::InterfaceDef::FullInterfaceDescription;
   full->name = own_name();
@@ -277,6 +280,8 @@ CORBA_InterfaceDef_Impl::describe_interface() {
   ir_describe_own_members(
       store_, own_id(), full->operations, full->attributes,
       [](const CORBA::AttributeDescription& a) { return a; });
+  description_.reset(new CORBA::InterfaceDef::FullInterfaceDescription(full));
+  description_generation_ = now;
   return full._retn();
 }
 

@@ -1,5 +1,6 @@
 #include "ir/irobj.h"
 
+#include <atomic>
 #include <cstdio>
 #include <string>
 
@@ -302,6 +303,18 @@ IrCriticalSection::~IrCriticalSection() {
 
 // --- store updates ---------------------------------------------------------
 
+namespace {
+std::atomic<std::uint64_t> change_generation{1};
+}  // namespace
+
+std::uint64_t ir_change_generation() {
+  return change_generation.load(std::memory_order_acquire);
+}
+
+void ir_note_change() {
+  change_generation.fetch_add(1, std::memory_order_acq_rel);
+}
+
 void ir_forget_after_failure(int code) {
   switch (code) {
     case IRStore::kStoreFailure:
@@ -319,6 +332,7 @@ void ir_forget_after_failure(int code) {
 IrUpdate::IrUpdate(IRStore* store, const char* file, int line,
                    const char* context)
     : store_(store), file_(file), line_(line), context_(context), open_(false) {
+  ir_note_change();
   try {
     store_->IRBeginUpdate();
   } catch (const IRStore::Exception& e) {
@@ -339,6 +353,7 @@ IrUpdate::~IrUpdate() {
 void IrUpdate::commit() {
   if (!open_) return;
   open_ = false;
+  ir_note_change();
   try {
     store_->IREndUpdate();
   } catch (const IRStore::Exception& e) {
@@ -354,6 +369,7 @@ void IrUpdate::commit() {
 void IrUpdate::cancel() {
   if (!open_) return;
   open_ = false;
+  ir_note_change();
   try {
     store_->IRCancelUpdate();
   } catch (const IRStore::Exception&) {
@@ -364,6 +380,7 @@ void IrUpdate::cancel() {
 }
 
 void IrUpdate::store_failure(const IRStore::Exception& e) {
+  ir_note_change();
   if (open_) {
     open_ = false;
     // The failure is what the client must hear; a cancel that fails

@@ -130,6 +130,15 @@ class IrCriticalSection {
 void ir_trace_mutex(const char* file, int line, const char* what,
                     KALMutexSem mutex);
 
+// A number that grows with every change of the repository: every store
+// update begun or ended, every user transaction begun, ended or
+// cancelled, every change kept in a servant only, every time the cached
+// servants are dropped.  An answer cached in a servant stays valid while
+// the number it was made at is the current one.  Read and bumped under
+// the upcall lock; atomic for readers outside it.
+std::uint64_t ir_change_generation();
+void ir_note_change();
+
 // After a failure of the database (`code` kStoreFailure, kNoMemory or
 // kBusy) servants may hold changes that the store rolled back: every
 // servant, anonymous object and contents cache is dropped, to be rebuilt

@@ -202,6 +202,7 @@ CORBA_PrimitiveDef_Impl* CORBA_Repository_Impl::get_primitive_impl(
 // a cancel closes it whatever happens.
 
 void CORBA_Repository_Impl::ext_beginUserTransaction() {
+  ir_note_change();
   try {
     store_->IRBeginUserTransaction();
   } catch (const IRStore::Exception& e) {
@@ -214,6 +215,7 @@ void CORBA_Repository_Impl::ext_beginUserTransaction() {
 }
 
 void CORBA_Repository_Impl::ext_endUserTransaction() {
+  ir_note_change();
   try {
     store_->IREndUserTransaction();
   } catch (const IRStore::Exception& e) {
@@ -241,6 +243,7 @@ void CORBA_Repository_Impl::ext_cancelUserTransaction() {
 }
 
 void CORBA_Repository_Impl::forget_servants() {
+  ir_note_change();
   drop_contents_cache();
   ServantCache::Released released;
   {

@@ -117,6 +117,7 @@ void CORBA_ValueMemberDef_Impl::access(CORBA::Visibility access) {
   // the record takes it along.
   access_ = access;
   unstored_access_ = true;
+  ir_note_change();
   ir_value_members_changed(own_defined_in());
 }
 
