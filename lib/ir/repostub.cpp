@@ -69,9 +69,12 @@ std::vector<int> parse_kinds(const char* kinds, const char* context) {
 CORBA::Contained_ptr CORBA_Repository_Impl::lookup_id(const char* search_id) {
   if (!search_id) bad_argument(639, "CORBA::Repository::lookup_id (...)");
   // Any text may come here (clients try scoped names too): what is not
-  // the id of a stored definition is simply not found.
-  Servant_ref<CORBA_Contained_Impl> c(ir_fetch_object(
-      get_irs(), search_id, kFile, 639, "CORBA::Repository::lookup_id (...)"));
+  // the id of a stored definition is simply not found.  A cached servant
+  // answers without a store call.
+  Servant_ref<CORBA_Contained_Impl> c(irobj_get_from_cache(search_id));
+  if (!c.in())
+    c = ir_fetch_object(get_irs(), search_id, kFile, 639,
+                        "CORBA::Repository::lookup_id (...)");
   if (!c.in() || c->def_kind() == CORBA::dk_Repository)
     return CORBA::Contained::_nil();
   return ir_ref_as<CORBA::Contained>(c.in());

@@ -81,6 +81,20 @@ CORBA_IRObject_Impl* rebuild_anonymous(const std::string& oid) {
   }
 }
 
+// The key of an object id "~k<key>", read from its octets.
+bool parse_key(const PortableServer::ObjectId& oid, std::int64_t* key) {
+  const CORBA::ULong n = oid.length();
+  if (n < 3 || n > 21 || oid[0] != '~' || oid[1] != 'k') return false;
+  std::int64_t value = 0;
+  for (CORBA::ULong i = 2; i < n; ++i) {
+    if (oid[i] < '0' || oid[i] > '9') return false;
+    if (value > (INT64_MAX - (oid[i] - '0')) / 10) return false;
+    value = value * 10 + (oid[i] - '0');
+  }
+  *key = value;
+  return value > 0;
+}
+
 class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
  public:
   PortableServer::Servant preinvoke(
@@ -88,11 +102,19 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
       PortableServer::ServantLocator::Cookie& cookie) override {
     ir_upcall_mutex().lock();
     try {
-      CORBA::String_var key = PortableServer::ObjectId_to_string(oid);
       // Without a repository (it is closing) nothing can be said about
       // the object: the client may try again.
       if (!get_repository_impl())
         throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+      // A definition whose servant is cached: no string is made.
+      std::int64_t def_key = 0;
+      if (parse_key(oid, &def_key)) {
+        if (CORBA_IRObject_Impl* s = irobj_get_from_cache_by_key(def_key)) {
+          cookie = nullptr;
+          return s;
+        }
+      }
+      CORBA::String_var key = PortableServer::ObjectId_to_string(oid);
       CORBA_IRObject_Impl* servant = ir_servant_for_oid(key.in());
       if (!servant) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
       cookie = nullptr;
