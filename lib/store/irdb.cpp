@@ -398,6 +398,7 @@ constexpr const char* kAll[] = {
     kUpdateById,
     kReadNextKey,
     kWriteNextKey,
+    kMaxKey,
     kGetComment,
     kSetComment,
     kDropComment,
