@@ -158,6 +158,12 @@ int main(int argc, char** argv) {
     Floor_var floor = Floor::_narrow(obj);
 
     bool with_operations = make_interface(repo);
+    // The root as the repository hands it out (an IOR speaking GIOP 1.2,
+    // as the floor's does) rather than the corbaloc one (GIOP 1.0).
+    {
+      CORBA::Contained_var c = repo->lookup_id("IDL:Bench:1.0");
+      repo = c->containing_repository();
+    }
     CORBA::Contained_var found = repo->lookup_id("IDL:Bench/Iface:1.0");
     CORBA::InterfaceDef_var iface = CORBA::InterfaceDef::_narrow(found);
     {

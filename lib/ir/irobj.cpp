@@ -500,10 +500,14 @@ void irobj_put_in_cache(const char* id, CORBA_Contained_Impl* servant) {
 
 CORBA_Contained_Impl* irobj_get_from_cache(const char* id) {
   CORBA_Repository_Impl* root = get_repository_impl();
+  // Every lookup_id passes here: the id is copied into a buffer that
+  // keeps its storage rather than into a new string.
+  static thread_local std::string probe;
+  probe.assign(id);
   CORBA_Contained_Impl* found;
   {
     IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
-    found = root->cache()->find(id);
+    found = root->cache()->find(probe);
   }
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
   return found;

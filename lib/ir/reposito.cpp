@@ -279,6 +279,10 @@ CORBA::Object_ptr CORBA_Repository_Impl::_ref() {
   return CORBA_IRObject_Impl::_ref();
 }
 
+CORBA::Boolean CORBA_Repository_Impl::dispatch_locked(omniCallHandle& handle) {
+  return POA_IRExt::Repository::_dispatch(handle);
+}
+
 CORBA::Boolean CORBA_Repository_Impl::_dispatch(omniCallHandle& handle) {
   IrUpcallGuard guard(ir_upcall_mutex());
   return POA_IRExt::Repository::_dispatch(handle);

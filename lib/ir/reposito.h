@@ -89,6 +89,8 @@ class CORBA_Repository_Impl : public virtual POA_IRExt::Repository,
   CORBA::Object_ptr _ref() override;
   // Every remote request to the root runs under the upcall lock.
   CORBA::Boolean _dispatch(omniCallHandle& handle) override;
+  // The same for a caller that holds the upcall lock already.
+  CORBA::Boolean dispatch_locked(omniCallHandle& handle);
 
   // The servant cache and its mutex (see irobj.h).
   KALMutexSem cache_mutex() const { return mutex_; }

@@ -146,7 +146,7 @@ class RootEntry : public virtual PortableServer::ServantBase {
   CORBA::Boolean _dispatch(omniCallHandle& handle) override {
     IrUpcallGuard guard(ir_upcall_mutex());
     if (!active_root) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
-    return active_root->_dispatch(handle);
+    return active_root->dispatch_locked(handle);
   }
   // Colocated calls reach the root's skeleton through this.
   void* _ptrToInterface(const char* id) override {
