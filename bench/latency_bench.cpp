@@ -10,8 +10,8 @@
 // shows as the ratio.  Each call is timed in blocks interleaved with its
 // floor twin; a block's figure is the lower quartile of its calls' times
 // (calls that the scheduler interrupted do not count), and the median of
-// the per-block ratios is reported (targets: at most 1.03 each).  For reference, a null call and a few other calls as
-// ratios to the null call.
+// the per-block ratios is reported (targets: at most 1.03 each).  For
+// reference, a null call and a few other calls as ratios to the null call.
 //
 // Usage: latency_bench [calls per block]   (default 1000; 15 blocks)
 #include <unistd.h>

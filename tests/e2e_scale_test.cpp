@@ -106,3 +106,44 @@ TEST_F(IrServerE2E, AReplyBeyondTheConfiguredLimitFailsAlone) {
 }
 
 }  // namespace
+
+namespace {
+
+// What a removal would leave dangling, and the kinds present, asked over
+// IIOP.
+TEST_F(IrServerE2E, OutsideRefsAndKindCountsOverIiop) {
+  Guarded([&] {
+    IrServerProcess server;
+    ASSERT_EQ(server.start(), "");
+    IRExt::Repository_var root = ext_repository_at(server.corbaloc());
+    CORBA::ModuleDef_var lib = root->create_module("IDL:Lib:1.0", "Lib", "1.0");
+    CORBA::PrimitiveDef_var lng = root->get_primitive(CORBA::pk_long);
+    CORBA::StructMemberSeq members;
+    members.length(1);
+    members[0].name = "v";
+    members[0].type = CORBA::TypeCode::_duplicate(CORBA::_tc_void);
+    members[0].type_def = CORBA::IDLType::_duplicate(lng);
+    CORBA::StructDef_var s =
+        lib->create_struct("IDL:Lib/S:1.0", "S", "1.0", members);
+    CORBA::ModuleDef_var app = root->create_module("IDL:App:1.0", "App", "1.0");
+    CORBA::AliasDef_var alias =
+        app->create_alias("IDL:App/A:1.0", "A", "1.0", s);
+
+    IRExt::Contained_var ext_lib = IRExt::Contained::_narrow(lib);
+    IRExt::ExtReferenceSeq_var refs = ext_lib->ext_outside_refs();
+    ASSERT_EQ(refs->length(), 1u);
+    EXPECT_STREQ(refs[0].user.absolute_name.in(), "::App::A");
+    EXPECT_STREQ(refs[0].user.defined_in.in(), "IDL:App:1.0");
+    EXPECT_EQ(refs[0].user.kind, CORBA::dk_Alias);
+    EXPECT_STREQ(refs[0].used.in(), "IDL:Lib/S:1.0");
+
+    IRExt::ExtKindCountSeq_var counts = root->ext_count_kinds();
+    std::string text;
+    for (CORBA::ULong i = 0; i < counts->length(); ++i)
+      text += std::to_string(counts[i].kind) + ":" +
+              std::to_string(counts[i].count) + " ";
+    EXPECT_EQ(text, "5:1 6:2 9:1 10:1 ");  // Object, two modules, ...
+  });
+}
+
+}  // namespace

@@ -307,8 +307,10 @@ TEST_F(StoreTest, RefusesFilesThatAreNotOurs) {
     c.make(path);
     const Bytes before = ReadFile(path);
     for (const bool read_only : {false, true}) {
-      const auto e =
-          Thrown([&] { IRDB db(path.c_str(), (read_only ? ReadOnlyOptions() : IRDB::Options())); });
+      const auto e = Thrown([&] {
+        IRDB db(path.c_str(),
+                (read_only ? ReadOnlyOptions() : IRDB::Options()));
+      });
       EXPECT_EQ(e.code(), IRStore::kStoreFailure) << c.what;
       EXPECT_NE(e.text().find(c.message), std::string::npos)
           << c.what << ": " << e.text();
