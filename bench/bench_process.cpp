@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 #include "util/process.h"
@@ -44,7 +45,8 @@ std::string slurp(const char* path) {
 
 }  // namespace
 
-BenchServer::BenchServer(const std::vector<std::string>& argv) {
+BenchServer::BenchServer(const std::vector<std::string>& argv,
+                         bool wait_until_ready) {
   int p[2];
   if (pipe2(p, O_CLOEXEC) != 0) {
     problem_ = std::string("pipe: ") + std::strerror(errno);
@@ -53,7 +55,7 @@ BenchServer::BenchServer(const std::vector<std::string>& argv) {
   pid_ = spawn(argv, p[1], -1, &problem_);
   close(p[1]);
   out_fd_ = p[0];
-  if (pid_ < 0) return;
+  if (pid_ < 0 || !wait_until_ready) return;
   std::string out;
   auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (out.find('\n') == std::string::npos) {
@@ -122,4 +124,18 @@ bool pin_to_one_cpu() {
   CPU_ZERO(&set);
   CPU_SET(0, &set);
   return sched_setaffinity(0, sizeof set, &set) == 0;
+}
+
+int pin_threads_of(pid_t pid) {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  CPU_SET(0, &set);
+  int pinned = 0;
+  std::error_code ec;
+  for (const auto& task : std::filesystem::directory_iterator(
+           "/proc/" + std::to_string(pid) + "/task", ec)) {
+    pid_t tid = std::atoi(task.path().filename().c_str());
+    if (tid > 0 && sched_setaffinity(tid, sizeof set, &set) == 0) ++pinned;
+  }
+  return pinned;
 }

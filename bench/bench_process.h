@@ -12,7 +12,10 @@
 // ready line.  Killed (SIGTERM, then SIGKILL) with the object.
 class BenchServer {
  public:
-  explicit BenchServer(const std::vector<std::string>& argv);
+  // With `wait_until_ready` false the constructor returns at once, and
+  // the ready line is not read.
+  explicit BenchServer(const std::vector<std::string>& argv,
+                       bool wait_until_ready = true);
   ~BenchServer();
   BenchServer(const BenchServer&) = delete;
   BenchServer& operator=(const BenchServer&) = delete;
@@ -20,6 +23,7 @@ class BenchServer {
   // "" when the server printed its ready line within 20 s, else why not.
   const std::string& problem() const { return problem_; }
   const std::string& ready_line() const { return ready_; }
+  pid_t pid() const { return pid_; }
 
  private:
   pid_t pid_ = -1;
@@ -43,5 +47,8 @@ int free_port();
 
 // Pins this process, and the children it starts from now on, to CPU 0.
 bool pin_to_one_cpu();
+// Pins every thread that process `pid` has now to CPU 0; returns how many
+// (0 when it cannot).
+int pin_threads_of(pid_t pid);
 
 #endif

@@ -29,6 +29,7 @@ class BenchRepository {
     ir_poa_init(orb_);
     CORBA_Repository_Impl* root =
         CORBA_Repository_Impl::theRepository(db.c_str());
+    ir_poa_activate();
     CORBA::Object_var obj = root->_ref();
     repo_ = CORBA::Repository::_narrow(obj);
   }

@@ -2,7 +2,8 @@
 // repository against omniidl parsing the same files, then of `irctl rm`.
 //
 // Usage: feed_bench [rounds]   (default 3; the best round is reported)
-// $IRBENCH_IRSERVER names another irserver to measure.
+// $IRBENCH_IRSERVER names another irserver to measure;
+// $IRBENCH_IRSERVER_ARGS adds arguments to it ("--sync normal").
 // Every IDL file of /usr/share/idl/omniORB/COS that omniidl accepts goes
 // in with the files it includes (--include-deps), each file as one user
 // transaction.
@@ -26,6 +27,20 @@ namespace {
 std::string irserver_path() {
   const char* env = std::getenv("IRBENCH_IRSERVER");
   return env && *env ? env : IRSERVER_PATH;
+}
+
+// The words of $IRBENCH_IRSERVER_ARGS.
+std::vector<std::string> irserver_args() {
+  std::vector<std::string> words;
+  const char* env = std::getenv("IRBENCH_IRSERVER_ARGS");
+  std::string text = env ? env : "";
+  std::size_t pos = 0;
+  while ((pos = text.find_first_not_of(' ', pos)) != std::string::npos) {
+    std::size_t end = text.find(' ', pos);
+    words.push_back(text.substr(pos, end - pos));
+    pos = end;
+  }
+  return words;
 }
 
 const char kCosDir[] = "/usr/share/idl/omniORB/COS";
@@ -83,9 +98,11 @@ int main(int argc, char** argv) {
     std::string url =
         "corbaloc::127.0.0.1:" + std::to_string(port) + "/InterfaceRepository";
     {
-      BenchServer server({irserver_path(), "--db", dir + "/ir.db", "--endpoint",
-                          "giop:tcp:127.0.0.1:" + std::to_string(port),
-                          "--http", "off"});
+      std::vector<std::string> argv{
+          irserver_path(), "--db", dir + "/ir.db", "--endpoint",
+          "giop:tcp:127.0.0.1:" + std::to_string(port), "--http", "off"};
+      for (const std::string& a : irserver_args()) argv.push_back(a);
+      BenchServer server(argv);
       if (!server.problem().empty()) {
         std::fprintf(stderr, "feed_bench: %s\n", server.problem().c_str());
         return 1;

@@ -8,13 +8,20 @@
 // messages are written to the log's real destination and logging goes
 // there directly.
 //
+// Requests that arrive while irserver starts wait (the POA managers stay
+// in the holding state) until the root and its store are ready; the POA
+// managers are activated last, just before the ready line.
+//
 // SIGINT, SIGTERM and SIGHUP are blocked in every thread (the mask is
 // set before ORB_init, so the ORB's threads inherit it); one thread waits
-// for them with sigwait: SIGHUP reopens the log file, the others close
-// the repository (every committed change is on disk) and end the
-// process.  Started by systemd as a Type=notify service, irserver reports
-// READY=1 once it serves requests (after the ready line) and STOPPING=1
-// when it stops.
+// for them with sigwait.  SIGHUP reopens the log file.  On SIGINT and
+// SIGTERM every new request is answered with TRANSIENT (the POA managers
+// discard requests), never with OBJECT_NOT_EXIST, which a client would
+// take to mean that its object has gone for good; the request in progress
+// finishes, the repository closes the database and the process ends.
+// Started by systemd as a Type=notify service, irserver reports READY=1
+// once it serves requests (after the ready line) and STOPPING=1 when it
+// stops.
 #include <omniORB4/CORBA.h>
 #include <omniORB4/IIOP.h>
 #include <omniORB4/cdrStream.h>
@@ -256,21 +263,26 @@ void write_file_atomically(const std::string& path, const std::string& text) {
   }
 }
 
-std::unique_ptr<IRStore> open_read_only_store(const char* database) {
-  IRDB::Options options;
-  options.read_only = true;
-  return std::make_unique<IRDB>(database, options);
+IRDB::Options store_options_of(const ServerOptions& options) {
+  IRDB::Options store_options;
+  store_options.read_only = options.read_only;
+  store_options.full_sync = options.full_sync;
+  // The check of a large database ends while irserver serves: its
+  // verdict goes to the log (the store then refuses every change).
+  store_options.on_damage = [](const std::string& text) {
+    QORLogError("server/irserver", __LINE__, text.c_str());
+  };
+  return store_options;
 }
 
-// Opens and closes the database once, so that a file that cannot serve
-// is refused with the store's own words rather than a bare CORBA
-// exception.  The store locks the file while open: the probe must be
-// gone before the repository opens it.
-void check_database(const ServerOptions& options) {
+// Opens the database, so that a file that cannot serve is refused with
+// the store's own words rather than a bare CORBA exception; the
+// repository then takes this store over (opening twice would cost a
+// second commit of the key reservation).
+std::unique_ptr<IRStore> open_database(const ServerOptions& options) {
   try {
-    IRDB::Options store_options;
-    store_options.read_only = options.read_only;
-    IRDB probe(options.db_path.c_str(), store_options);
+    return std::make_unique<IRDB>(options.db_path.c_str(),
+                                  store_options_of(options));
   } catch (const IRStore::Exception& e) {
     // The store's words usually name the file already.
     if (e.text().find(options.db_path) != std::string::npos)
@@ -387,13 +399,18 @@ int main(int argc, char** argv) {
 
     // The object adapter opens the endpoint when it first starts.
     step = "cannot listen on " + options.endpoint;
-    CORBA::Object_var root_poa = orb->resolve_initial_references("RootPOA");
     ir_poa_init(orb);
 
     step = "cannot open the repository in " + options.db_path;
-    check_database(options);
-    if (options.read_only)
-      CORBA_Repository_Impl::store_opener = open_read_only_store;
+    std::shared_ptr<std::unique_ptr<IRStore>> opened =
+        std::make_shared<std::unique_ptr<IRStore>>(open_database(options));
+    IRDB::Options store_options = store_options_of(options);
+    CORBA_Repository_Impl::store_opener = [opened,
+                                           store_options](const char* db) {
+      if (*opened) return std::move(*opened);
+      return std::unique_ptr<IRStore>(new IRDB(db, store_options));
+    };
+    CORBA_Repository_Impl::cache_capacity = options.cache_size;
     CORBA_Repository_Impl* root =
         CORBA_Repository_Impl::theRepository(options.db_path.c_str());
     if (!root) throw StartupError{step + ": no repository root"};
@@ -415,6 +432,7 @@ int main(int argc, char** argv) {
     }
 
     std::string base = corbaloc_base(options, static_cast<const char*>(ior));
+    ir_poa_activate();
     ready_line = "irserver: ready " +
                  (base.empty() ? std::string(static_cast<const char*>(ior))
                                : base + "/InterfaceRepository") +
@@ -469,6 +487,7 @@ int main(int argc, char** argv) {
     }
     stop_signal = sig;
     sd_notify(0, "STOPPING=1");
+    ir_poa_discard();
     // Wait for the request in progress, then close the repository (every
     // committed change is on disk) and leave without the ORB's orderly
     // shutdown: that one sends CloseConnection, which omniORB clients

@@ -70,6 +70,10 @@ std::string apply_trace(ServerOptions& o, const std::string& list) {
     return parse_switch(v, &o.member);         \
   }
 
+// omniORB keeps message sizes in an unsigned 32-bit count.
+constexpr unsigned long long kMinMessageSize = 64ULL << 10;
+constexpr unsigned long long kMaxMessageSize = 0xffffffffULL;
+
 const std::vector<ServerOptionSpec> kSpecs = {
     {"db", 0, "PATH", "db",
      "database file (default ./ir.db); created when absent, unless "
@@ -131,6 +135,43 @@ const std::vector<ServerOptionSpec> kSpecs = {
      "log one line per request: time, client address, operation, target "
      "definition, duration and outcome.",
      SWITCH_OPTION(log_requests)},
+    {"sync", 0, "MODE", "sync",
+     "full (the default): a change is answered only once it is on stable "
+     "storage, so it survives a power cut; normal: once the operating "
+     "system has it, so it survives a crash of irserver but maybe not a "
+     "power cut (faster changes).",
+     [](ServerOptions& o, const std::string& v) -> std::string {
+       if (v != "full" && v != "normal")
+         return "needs full or normal (got '" + v + "')";
+       o.full_sync = v == "full";
+       return std::string();
+     }},
+    {"cache-size", 0, "N", "cache-size",
+     "keep the servants of at most N definitions in memory (default "
+     "20000; the least recently used go first).  Memory stays bounded "
+     "however large the repository.",
+     [](ServerOptions& o, const std::string& v) -> std::string {
+       unsigned long long size = 0;
+       if (v.find_first_not_of("0123456789") != std::string::npos ||
+           !parse_byte_size(v, &size) || size > 100000000ULL)
+         return "needs a number of definitions from 1 to 100000000 (got '" +
+                v + "')";
+       o.cache_size = static_cast<unsigned long>(size);
+       return std::string();
+     }},
+    {"max-message-size", 0, "SIZE", "max-message-size",
+     "the largest GIOP message irserver sends or accepts (default 256M; K, "
+     "M and G are powers of 1024), so that contents, describe_contents, "
+     "lookup_name and searches of 100,000 definitions fit in one reply.  A "
+     "larger reply fails with CORBA::MARSHAL.",
+     [](ServerOptions& o, const std::string& v) -> std::string {
+       unsigned long long size = 0;
+       if (!parse_byte_size(v, &size) || size < kMinMessageSize ||
+           size > kMaxMessageSize)
+         return "needs a size from 64K to 4G, such as 256M (got '" + v + "')";
+       o.max_message_size = size;
+       return std::string();
+     }},
     {"config", 0, "FILE", nullptr,
      "read options from FILE, one \"key = value\" per line (see "
      "irserver.conf(5)); the command line overrides the file.",
@@ -352,8 +393,36 @@ std::vector<std::string> orb_init_args(const char* program,
     args.push_back("-ORBendPoint");
     args.push_back(options.endpoint);
   }
+  args.push_back("-ORBgiopMaxMsgSize");
+  args.push_back(std::to_string(options.max_message_size));
   args.insert(args.end(), options.orb_args.begin(), options.orb_args.end());
   return args;
+}
+
+bool parse_byte_size(const std::string& text, unsigned long long* out) {
+  std::size_t digits = 0;
+  unsigned long long value = 0;
+  while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9') {
+    unsigned d = static_cast<unsigned>(text[digits] - '0');
+    if (value > (~0ULL - d) / 10) return false;
+    value = value * 10 + d;
+    ++digits;
+  }
+  if (digits == 0 || value == 0) return false;
+  std::string unit = text.substr(digits);
+  int shift = 0;
+  if (unit == "K" || unit == "k") {
+    shift = 10;
+  } else if (unit == "M" || unit == "m") {
+    shift = 20;
+  } else if (unit == "G" || unit == "g") {
+    shift = 30;
+  } else if (!unit.empty()) {
+    return false;
+  }
+  if (value > (~0ULL >> shift)) return false;
+  *out = value << shift;
+  return true;
 }
 
 bool split_ip_endpoint(const std::string& endpoint, std::string* transport,
@@ -426,7 +495,8 @@ std::string server_usage() {
 
 Serve a persistent CORBA Interface Repository.  The repository's records
 live in one SQLite database file; a change is committed before its reply
-leaves, and a committed change survives a crash of irserver.  The root
+leaves, and a committed change survives a crash of irserver and, unless
+--sync normal is given, a power cut.  The root
 answers at the corbaloc keys InterfaceRepository and DefaultRepository,
 so that clients can use
   -ORBInitRef InterfaceRepository=corbaloc::HOST:PORT/InterfaceRepository

@@ -23,6 +23,10 @@ constexpr const char* kDefaultEndpoint = "giop:tcp:127.0.0.1:2810";
 // Who may change the repository when nobody says: this machine only.
 constexpr const char* kDefaultWriters = "127.0.0.0/8,::1";
 
+// omniORB's own limit (2 MB) refuses the contents of a large module.
+constexpr unsigned long long kDefaultMaxMessageSize = 256ULL << 20;
+constexpr unsigned long kDefaultCacheSize = 20000;
+
 struct ServerOptions {
   std::string db_path = kDefaultDatabase;
   // The omniORB endpoint irserver listens on.  When no endpoint is given
@@ -45,6 +49,14 @@ struct ServerOptions {
   bool log_requests = false;
   std::string config_file;  // --config: the file that was read, if any
   std::string check_file;   // --check: verify this database and exit
+  // The largest GIOP message irserver sends or accepts, in bytes
+  // (omniORB's -ORBgiopMaxMsgSize).
+  unsigned long long max_message_size = kDefaultMaxMessageSize;
+  // --sync full (the default): a change is answered once it is on stable
+  // storage; --sync normal: once the operating system has it.
+  bool full_sync = true;
+  // The number of definitions whose servants stay cached (--cache-size).
+  unsigned long cache_size = kDefaultCacheSize;
   // The web view and JSON API (--http ADDR:PORT | off).
   HttpAddress http;
   bool help = false;
@@ -96,8 +108,9 @@ std::string apply_config_text(const std::string& name, const std::string& text,
                               ServerOptions* out);
 
 // The arguments for CORBA::ORB_init, program name first, built from the
-// options: -ORBendPoint (unless the user gave one), then the user's -ORB
-// options.  (--log is not an ORB argument: irserver writes the log.)
+// options: -ORBendPoint (unless the user gave one), -ORBgiopMaxMsgSize,
+// then the user's -ORB options (which may override irserver's).  (--log
+// is not an ORB argument: irserver writes the log.)
 std::vector<std::string> orb_init_args(const char* program,
                                        const ServerOptions& options);
 
@@ -107,6 +120,10 @@ std::vector<std::string> orb_init_args(const char* program,
 // ("tcp" or "ssl").  Returns false for other endpoints (giop:unix:).
 bool split_ip_endpoint(const std::string& endpoint, std::string* transport,
                        std::string* host, std::string* port);
+
+// A size in bytes: digits with an optional K, M or G (powers of 1024).
+// Returns false for anything else, and for 0 or an overflow.
+bool parse_byte_size(const std::string& text, unsigned long long* out);
 
 // The usage text printed by --help (several lines, ends with '\n').
 std::string server_usage();

@@ -35,7 +35,8 @@ TEST_F(IrServerE2E, CommandLineHelpAndErrors) {
   EXPECT_EQ(help.out.rfind("Usage: irserver", 0), 0u) << help.out;
   for (const char* option :
        {"--db", "--endpoint", "--ior-file", "--read-only", "--trace", "--log",
-        "--help", "-ORB", "InterfaceRepository", "DefaultRepository"})
+        "--max-message-size", "--sync", "--cache-size", "--help", "-ORB",
+        "InterfaceRepository", "DefaultRepository"})
     EXPECT_NE(help.out.find(option), std::string::npos) << option;
 
   // Bad options and values: one line and status 2.
@@ -43,7 +44,10 @@ TEST_F(IrServerE2E, CommandLineHelpAndErrors) {
                                           {"--trace", "ir,bogus"},
                                           {"--db"},
                                           {"stray"},
-                                          {"-ORBtraceLevel"}};
+                                          {"-ORBtraceLevel"},
+                                          {"--sync", "sometimes"},
+                                          {"--cache-size", "0"},
+                                          {"--cache-size", "1M"}};
   for (const std::vector<std::string>& args : bad) {
     ProcessResult r = run_irserver(args);
     EXPECT_TRUE(r.exited && r.exit_status == 2) << args[0] << r.describe();

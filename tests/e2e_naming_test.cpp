@@ -129,9 +129,12 @@ TEST_F(IrServerE2E, EditedTreeIsFoundByNameIdAndContentsAfterRestart) {
     EXPECT_EQ(id_of(parent_contained), "IDL:A/B:1.0");
 
     // References handed out before the restart still work, including
-    // those of anonymous and primitive types; one taken before its
-    // object's id changed names the old id, which no longer exists.
-    EXPECT_THROW(c->def_kind(), CORBA::OBJECT_NOT_EXIST);
+    // those of anonymous and primitive types, and one taken before its
+    // object's name and id changed; one to a destroyed definition names
+    // nothing.
+    EXPECT_EQ(absolute_name_of(c), "::A::B::D");
+    EXPECT_EQ(id_of(c), "IDL:renamed/D:2.0");
+    EXPECT_THROW(gone->def_kind(), CORBA::OBJECT_NOT_EXIST);
     EXPECT_EQ(absolute_name_of(i), "::A::B::I");
     CORBA::Object_var seq_obj = test_orb()->string_to_object(seq_ior.in());
     CORBA::SequenceDef_var seq_again = CORBA::SequenceDef::_narrow(seq_obj);

@@ -65,6 +65,7 @@ void IrTest::SetUp() {
   db_ = dir_ + "/ir.db";
   ir_poa_init(test_orb());
   OpenRepository();
+  ir_poa_activate();
 }
 
 void IrTest::OpenRepository() {

@@ -92,12 +92,12 @@ TEST_F(NamingTest, ChangeOfIdAndVersionRules) {
   EXPECT_SYSEX(BAD_PARAM, OmgMinor(2), c_->id("IDL:A/B/C:1.0"));
   EXPECT_SYSEX(BAD_PARAM, OmgMinor(2), c_->id("IDL:A:1.0"));
   b_->id("IDL:NewB:2.0");
-  // Object ids are repository ids: the old reference names nothing now.
-  EXPECT_THROW(CORBA::String_var(b_->id()), CORBA::OBJECT_NOT_EXIST);
+  // The reference names the definition, whatever its id.
+  EXPECT_EQ(Str(b_->id()), "IDL:NewB:2.0");
   EXPECT_TRUE(
       CORBA::is_nil(CORBA::Contained_var(repo_->lookup_id("IDL:A/B:1.0"))));
   CORBA::Contained_var moved = repo_->lookup_id("IDL:NewB:2.0");
-  EXPECT_FALSE(CORBA::is_nil(moved));
+  EXPECT_TRUE(moved->_is_equivalent(b_));
   // The children keep their parent.
   CORBA::Container_var parent = c_->defined_in();
   EXPECT_EQ(IdOf(CORBA::Contained_var(CORBA::Contained::_narrow(parent))),

@@ -21,12 +21,20 @@ int main(int argc, char** argv) {
   // GoogleTest has removed its own flags; what is left goes to the ORB,
   // with trace level 0 unless the caller chose one.
   std::vector<std::string> args(argv, argv + argc);
-  bool has_trace_level = false;
-  for (const std::string& a : args)
+  bool has_trace_level = false, has_max_size = false;
+  for (const std::string& a : args) {
     if (a == "-ORBtraceLevel") has_trace_level = true;
+    if (a == "-ORBgiopMaxMsgSize") has_max_size = true;
+  }
   if (!has_trace_level) {
     args.push_back("-ORBtraceLevel");
     args.push_back("0");
+  }
+  // A client of large repositories raises omniORB's 2 MB limit, as
+  // irserver does by default.
+  if (!has_max_size) {
+    args.push_back("-ORBgiopMaxMsgSize");
+    args.push_back("268435456");
   }
   std::vector<char*> orb_argv;
   for (std::string& a : args) orb_argv.push_back(&a[0]);

@@ -2,149 +2,14 @@
 // integrity of its database file.
 #include <sqlite3.h>
 
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <map>
 #include <regex>
 
 #include "failing_store.h"
-#include "gtest/gtest.h"
-#include "store/irdb.h"
+#include "store_fixture.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
-
-// A few definition kinds; the store only compares them.
-constexpr int kAll = 1, kAttribute = 2, kInterface = 5, kModule = 6,
-              kOperation = 7, kStruct = 10, kRepository = 17;
-
-class FakeObject : public StoredObject {
- public:
-  FakeObject(std::string id, int kind, std::string name, std::string parent,
-             Bytes body = {})
-      : id(std::move(id)),
-        kind(kind),
-        name(std::move(name)),
-        parent(std::move(parent)),
-        body(std::move(body)) {}
-  std::string store_key() const override { return id; }
-  int store_kind() const override { return kind; }
-  std::string store_name() const override { return name; }
-  std::string store_parent() const override { return parent; }
-  Bytes store_body() override { return body; }
-  void store_add_ref() override { ++refs; }
-  void store_release() override { --refs; }
-
-  std::string id;
-  int kind;
-  std::string name, parent;
-  Bytes body;
-  int refs = 1;
-};
-
-// Builds FakeObjects from records and caches them, as the repository does.
-class FakeFactory : public ObjectFactory {
- public:
-  StoredObject* cached(const std::string& id) override {
-    const auto found = objects.find(id);
-    if (found == objects.end()) return nullptr;
-    found->second->store_add_ref();
-    return found->second.get();
-  }
-  StoredObject* make(int kind, const std::string& name, const std::string& id,
-                     const Bytes& body) override {
-    ++made;
-    auto& obj = objects[id];
-    obj = std::make_unique<FakeObject>(id, kind, name, "", body);
-    return obj.get();  // the cache's reference goes to the caller
-  }
-  std::map<std::string, std::unique_ptr<FakeObject>> objects;
-  int made = 0;
-};
-
-StoreHandle H(const std::string& id) { return StoreHandle(id); }
-
-// The exception `f` throws; code 0 when it throws none.
-IRStore::Exception Thrown(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const IRStore::Exception& e) {
-    return e;
-  }
-  return IRStore::Exception(0, "nothing thrown");
-}
-#define EXPECT_CODE(expected, call) \
-  EXPECT_EQ(Thrown([&] { call; }).code(), IRStore::expected)
-
-Bytes ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), {});
-}
-
-void WriteAt(const std::string& path, long offset, const Bytes& bytes) {
-  std::fstream out(path, std::ios::binary | std::ios::in | std::ios::out);
-  out.seekp(offset);
-  out.write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-}
-
-// Runs SQL on a database file with SQLite directly (no IRDB open).
-void RawSql(const std::string& path, const std::string& sql) {
-  sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-      << sqlite3_errmsg(db);
-  sqlite3_close(db);
-}
-
-class StoreTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "irdb.XXXXXX");
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-    path_ = dir_ + "/ir.db";
-    Open();
-    Add("root", "", kRepository);
-  }
-  void TearDown() override {
-    db_.reset();
-    fs::remove_all(dir_);
-  }
-  void Open(IRDB::Options options = IRDB::Options()) {
-    db_.reset();
-    db_ = std::make_unique<IRDB>(path_.c_str(), options);
-  }
-  // Inserts a record named after the last part of its id ("a/b" -> "b").
-  void Add(const std::string& id, const std::string& parent = "root",
-           int kind = kModule, Bytes body = {}) {
-    FakeObject obj(id, kind, id.substr(id.rfind('/') + 1), parent,
-                   std::move(body));
-    db_->IRInsertObject(&obj);
-  }
-  // Everything observable about the store, records in creation order.
-  std::string Snapshot() {
-    std::string out;
-    for (const auto& id : db_->IRFindObjects("*", {}, true, nullptr)) {
-      StoreRecord r;
-      EXPECT_TRUE(db_->IRReadRecord(id, r));
-      out += id + " " + std::to_string(r.kind) + " " + r.name + " ^" +
-             r.parent + " " + std::string(r.body.begin(), r.body.end());
-      for (const auto& b : db_->IRBases(H(id))) out += " :" + b;
-      for (const auto& u : db_->IRReferring(H(id), IRStore::kUseLink)) {
-        out += " <" + u;
-      }
-      out += "\n";
-    }
-    return out;
-  }
-
-  std::string dir_, path_;
-  std::unique_ptr<IRDB> db_;
-};
+using namespace store_test;
 
 // --- records -----------------------------------------------------------------
 
@@ -385,7 +250,7 @@ TEST_F(StoreTest, SecondOpenerIsBusy) {
   EXPECT_NE(e.text().find("is in use by another process"), std::string::npos)
       << e.text();
   EXPECT_EQ(
-      Thrown([&] { IRDB other(path_.c_str(), IRDB::Options{true}); }).code(),
+      Thrown([&] { IRDB other(path_.c_str(), ReadOnlyOptions()); }).code(),
       IRStore::kBusy);
 }
 
@@ -432,7 +297,7 @@ TEST_F(StoreTest, RefusesFilesThatAreNotOurs) {
       {"newer format",
        [&](const std::string& p) {
          fs::copy_file(path_, p);
-         RawSql(p, "PRAGMA user_version = 2");
+         RawSql(p, "PRAGMA user_version = 3");
        },
        "newer version"},
   };
@@ -442,8 +307,10 @@ TEST_F(StoreTest, RefusesFilesThatAreNotOurs) {
     c.make(path);
     const Bytes before = ReadFile(path);
     for (const bool read_only : {false, true}) {
-      const auto e =
-          Thrown([&] { IRDB db(path.c_str(), IRDB::Options{read_only}); });
+      const auto e = Thrown([&] {
+        IRDB db(path.c_str(),
+                (read_only ? ReadOnlyOptions() : IRDB::Options()));
+      });
       EXPECT_EQ(e.code(), IRStore::kStoreFailure) << c.what;
       EXPECT_NE(e.text().find(c.message), std::string::npos)
           << c.what << ": " << e.text();
@@ -457,7 +324,7 @@ TEST_F(StoreTest, ReadOnlyStoreReadsAndRefusesEveryChange) {
   Add("m");
   Add("m/i", "m", kInterface);
   db_->IRAddUse(H("m/i"), H("m"));
-  Open(IRDB::Options{true});
+  Open(ReadOnlyOptions());
   EXPECT_TRUE(db_->IRReadOnly());
   EXPECT_EQ(db_->IRSubtree(H("m")), (IdList{"m", "m/i"}));
   EXPECT_EQ(db_->IRReferring(H("m"), 0), IdList{"m/i"});
@@ -491,7 +358,7 @@ TEST_F(StoreTest, ReadOnlyStoreReadsAndRefusesEveryChange) {
   for (const char* name : {"/missing.db", "/empty.db"}) {
     const std::string path = dir_ + name;
     if (std::string(name) == "/empty.db") std::ofstream{path};
-    const auto e = Thrown([&] { IRDB db(path.c_str(), IRDB::Options{true}); });
+    const auto e = Thrown([&] { IRDB db(path.c_str(), ReadOnlyOptions()); });
     EXPECT_EQ(e.code(), IRStore::kStoreFailure) << name;
     EXPECT_FALSE(fs::exists(dir_ + "/missing.db"));
   }
@@ -764,9 +631,9 @@ TEST_F(StoreTest, SummariesCarryAbsoluteNamesAndChildCounts) {
   Add("q\"\\\n", "root", kModule);
   Add("q/s", "q\"\\\n", kStruct);
 
-  const SeqList top = db_->IRChildSeqs(H("root"));
+  const KeyList top = db_->IRChildKeys(H("root"));
   ASSERT_EQ(top.size(), 3u);
-  const SeqList all = db_->IRSearch(StoreSearch{"*", {}, true, false, ""});
+  const KeyList all = db_->IRSearch(StoreSearch{"*", {}, true, false, ""});
   ASSERT_EQ(all.size(), 7u);  // the root is never a match
   EXPECT_EQ(Rows(db_->IRSummaries(all)),
             (std::vector<std::string>{
@@ -782,8 +649,8 @@ TEST_F(StoreTest, SummariesCarryAbsoluteNamesAndChildCounts) {
                 "6 m m ^root ::m 1 " + std::string(kSummaryHeadBytes, 'v'),
                 "7 op m/i/op ^m/i ::m::i::op 0 "}));
   EXPECT_EQ(db_->IRSummaries({}).size(), 0u);
-  EXPECT_EQ(db_->IRChildSeqs(H("m/i")), (SeqList{all[2], all[3]}));
-  EXPECT_CODE(kNoSuchRecord, db_->IRChildSeqs(H("nope")));
+  EXPECT_EQ(db_->IRChildKeys(H("m/i")), (KeyList{all[2], all[3]}));
+  EXPECT_CODE(kNoSuchRecord, db_->IRChildKeys(H("nope")));
   EXPECT_EQ(db_->IRCountKinds(),
             (std::vector<std::pair<int, std::uint64_t>>{{kAttribute, 1},
                                                         {kInterface, 1},
@@ -844,11 +711,11 @@ TEST_F(StoreTest, OutsideRefsAreTheLinksIntoASubtreeFromOutside) {
   auto Pairs = [&](const char* id) {
     std::vector<std::string> out;
     const auto refs = db_->IROutsideRefs(H(id));
-    SeqList users;
-    for (const auto& r : refs) users.push_back(r.user_seq);
+    KeyList users;
+    for (const auto& r : refs) users.push_back(r.user_key);
     std::map<std::int64_t, std::string> ids;
-    for (const StoreSummary& s : db_->IRSummaries(users)) ids[s.seq] = s.id;
-    for (const auto& r : refs) out.push_back(ids[r.user_seq] + ">" + r.used);
+    for (const StoreSummary& s : db_->IRSummaries(users)) ids[s.key] = s.id;
+    for (const auto& r : refs) out.push_back(ids[r.user_key] + ">" + r.used);
     return out;
   };
   EXPECT_EQ(Pairs("m"),

@@ -7,12 +7,15 @@
 
 #include "ir/containr.h"
 #include "ir/ext_listing.h"
+#include "ir/reply_limit.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 #include "platform/qor_log.h"
 
 namespace {
 const char kFile[] = "lib/ir/containd";
+// Longer documentation comments are refused.
+constexpr std::size_t kMaxCommentLength = 64 * 1024;
 
 char* copy_or_fail(const char* s, int line) {
   if (!s) kaldNoMemory(kFile, line);
@@ -75,6 +78,10 @@ std::vector<std::uint8_t> CORBA_Contained_Impl::store_body() {
 void CORBA_Contained_Impl::write_record() { store_->IRStoreObject(this); }
 
 void CORBA_Contained_Impl::changeID(const char*, const char*) {}
+
+std::string CORBA_Contained_Impl::object_key() {
+  return key_ > 0 ? ir_key_object_id(key_) : std::string(own_id());
+}
 
 CORBA_IRObject_Impl* CORBA_Contained_Impl::_has_kind_contained(
     CORBA::DefinitionKind) {
@@ -345,14 +352,20 @@ CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_refs_object(
   IdList ids = ir_store_call(kFile, __LINE__, own_id(), [&] {
     return store_->IRReferring(self, link_kind);
   });
-  return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  ir_check_reply_size(out.in(), "IRExt::Contained::ext_get_refs_object");
+  return out._retn();
 }
 
 CORBA::ContainedSeq* CORBA_Contained_Impl::ext_get_objects_2b_deleted() {
   StoreHandle self(own_id());
   IdList ids = ir_store_call(kFile, __LINE__, own_id(),
                              [&] { return store_->IRSubtree(self); });
-  return ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store_, ids, kFile, __LINE__, own_id());
+  ir_check_reply_size(out.in(), "IRExt::Contained::ext_get_objects_2b_deleted");
+  return out._retn();
 }
 
 IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
@@ -361,34 +374,43 @@ IRExt::ExtReferenceSeq* CORBA_Contained_Impl::ext_outside_refs() {
   std::vector<StoreSummary> users;
   ir_store_call(kFile, __LINE__, context, [&] {
     refs = store_->IROutsideRefs(*id_handle_);
-    SeqList seqs;
+    KeyList keys;
     for (const StoreOutsideRef& r : refs)
-      if (seqs.empty() || seqs.back() != r.user_seq) seqs.push_back(r.user_seq);
-    users = store_->IRSummaries(seqs);
+      if (keys.empty() || keys.back() != r.user_key) keys.push_back(r.user_key);
+    users = store_->IRSummaries(keys);
     return 0;
   });
-  std::unordered_map<std::int64_t, const StoreSummary*> by_seq;
-  for (const StoreSummary& u : users) by_seq.emplace(u.seq, &u);
+  std::unordered_map<std::int64_t, const StoreSummary*> by_key;
+  for (const StoreSummary& u : users) by_key.emplace(u.key, &u);
   IRExt::ExtReferenceSeq_var out = new IRExt::ExtReferenceSeq;
   out->length(0);
   for (const StoreOutsideRef& r : refs) {
-    auto user = by_seq.find(r.user_seq);
-    if (user == by_seq.end()) continue;
+    auto user = by_key.find(r.user_key);
+    if (user == by_key.end()) continue;
     CORBA::ULong n = out->length();
     out->length(n + 1);
     ir_fill_summary(store_, *user->second, out[n].user, context);
     out[n].used = r.used.c_str();
   }
+  ir_check_reply_size(out.in(), context);
   return out._retn();
 }
 
-// Documentation comments are not stored yet.
+// Comments live in the store only (no servant holds one), so that a
+// cancelled user transaction or a failed update leaves nothing stale.
 char* CORBA_Contained_Impl::ext_get_comment() {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+  std::string text =
+      ir_store_call(kFile, __LINE__, "IRExt::Contained::ext_get_comment",
+                    [&] { return store_->IRGetComment(*id_handle_); });
+  return CORBA::string_dup(text.c_str());
 }
 
-void CORBA_Contained_Impl::ext_set_comment(const char*) {
-  throw CORBA::NO_IMPLEMENT(0, CORBA::COMPLETED_NO);
+void CORBA_Contained_Impl::ext_set_comment(const char* text) {
+  const char* const context = "IRExt::Contained::ext_set_comment";
+  if (!text || std::strlen(text) > kMaxCommentLength)
+    kaldBadArgument(kFile, __LINE__, context);
+  ir_in_update(store_, kFile, __LINE__, context,
+               [&](IrUpdate&) { store_->IRSetComment(*id_handle_, text); });
 }
 
 CORBA::Contained_ptr get_next_contained(Encapsulation& e, IRStore* store) {

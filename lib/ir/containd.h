@@ -72,13 +72,22 @@ class CORBA_Contained_Impl : public virtual POA_IRExt::Contained,
   // "" for a definition at the top level, else the container's id: the
   // `defined_in` of descriptions.
   const char* described_defined_in() const;
-  std::string object_key() override { return own_id(); }
+  // "~k<key>" once the record exists: the reference survives changes of
+  // id, name and container, and restarts.
+  std::string object_key() override;
+  // The record's key; 0 until the record exists.
+  std::int64_t def_key() const { return key_; }
+  // True while the servant holds a change that its record does not have
+  // yet (the servant cache keeps such a servant).
+  virtual bool has_unstored_state() const { return false; }
   CORBA_Repository_Impl* repository() const { return repository_; }
   // Writes this object's record back to the store.
   void write_record();
 
   // StoredObject
-  std::string store_key() const override { return own_id(); }
+  std::string store_id() const override { return own_id(); }
+  std::int64_t store_key() const override { return key_; }
+  void store_set_key(std::int64_t key) override { key_ = key; }
   int store_kind() const override { return def_kind_; }
   std::string store_name() const override { return own_name(); }
   std::string store_parent() const override { return own_defined_in(); }
@@ -93,6 +102,7 @@ class CORBA_Contained_Impl : public virtual POA_IRExt::Contained,
   CORBA::String_var defined_in_;
   CORBA::String_var absolute_name_cache_;
   CORBA_Repository_Impl* repository_ = nullptr;
+  std::int64_t key_ = 0;
 
  private:
   void drop_parent_contents_cache();

@@ -14,6 +14,7 @@
 #include "ir/interfdf.h"
 #include "ir/moduledf.h"
 #include "ir/nativedf.h"
+#include "ir/reply_limit.h"
 #include "ir/reposito.h"
 #include "ir/servant_locator.h"
 #include "ir/structdf.h"
@@ -159,6 +160,14 @@ CORBA::ContainedSeq* CORBA_Container_Impl::read_contents(
   return ir_contained_seq(store_, ids, kFile, __LINE__, container_id);
 }
 
+namespace {
+CORBA_Container_Impl::CacheEntry entry_of(CORBA_Contained_Impl* c) {
+  return CORBA_Container_Impl::CacheEntry{c->own_name(), c->own_id(),
+                                          c->def_key(), c->def_kind(),
+                                          c->own_defined_in()};
+}
+}  // namespace
+
 void CORBA_Container_Impl::fill_contents_cache() {
   contents_cache_.clear();
   contents_by_name_.clear();
@@ -166,19 +175,19 @@ void CORBA_Container_Impl::fill_contents_cache() {
   IdList ids = ir_store_call(kFile, __LINE__, container_id(), [&] {
     return store_->IRContents(h, CORBA::dk_all, false, -1);
   });
-  contents_cache_.reserve(ids.size());
-  for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(
-        ir_fetch_object(store_, id, kFile, __LINE__, id.c_str()));
-    if (s.in()) append_to_cache(s.in());
+  std::vector<StoreRef> refs = ir_store_call(
+      kFile, __LINE__, container_id(), [&] { return store_->IRRefsOf(ids); });
+  contents_cache_.reserve(refs.size());
+  for (StoreRef& r : refs) {
+    auto kind = static_cast<CORBA::DefinitionKind>(r.kind);
+    if (!is_contained_def_kind(kind)) continue;
+    append_to_cache(CacheEntry{std::move(r.name), std::move(r.id), r.key, kind,
+                               std::move(r.parent)});
   }
   contents_cached_ = true;
 }
 
-void CORBA_Container_Impl::append_to_cache(CORBA_Contained_Impl* c) {
-  c->_add_ref();
-  CacheEntry entry{Servant_ref<CORBA_Contained_Impl>(c), c->own_name(),
-                   c->own_id()};
+void CORBA_Container_Impl::append_to_cache(CacheEntry entry) {
   contents_by_name_.emplace(entry.name, contents_cache_.size());
   contents_cache_.push_back(std::move(entry));
 }
@@ -208,14 +217,16 @@ CORBA::ContainedSeq* CORBA_Container_Impl::contents(
   const char* own = container_id();
   CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
   out->length(0);
+  out->length(static_cast<CORBA::ULong>(contents_cache_.size()));
+  CORBA::ULong n = 0;
   for (const CacheEntry& e : contents_cache_) {
-    CORBA_Contained_Impl* s = e.servant.in();
-    if (limit_type != CORBA::dk_all && limit_type != s->def_kind()) continue;
-    if (exclude && std::strcmp(s->own_defined_in(), own) != 0) continue;
-    CORBA::ULong n = out->length();
-    out->length(n + 1);
-    out[n] = ir_ref_as<CORBA::Contained>(s);
+    if (limit_type != CORBA::dk_all && limit_type != e.kind) continue;
+    if (exclude && e.defined_in != own) continue;
+    CORBA::Object_var obj = ir_reference_for_key(e.key, e.kind);
+    out[n++] = CORBA::Contained::_unchecked_narrow(obj);
   }
+  out->length(n);
+  ir_check_reply_size(out.in(), "CORBA::Container::contents");
   return out._retn();
 }
 
@@ -239,7 +250,7 @@ std::unique_ptr<StoreHandle> CORBA_Container_Impl::is_name_in_contents(
     Servant_ref<CORBA_Contained_Impl> s(
         ir_fetch_object(store_, ids[0], kFile, __LINE__, name));
     if (s.in() && contents_by_name_.find(name) == contents_by_name_.end())
-      append_to_cache(s.in());
+      append_to_cache(entry_of(s.in()));
   }
   return std::unique_ptr<StoreHandle>(new StoreHandle(ids[0]));
 }
@@ -253,7 +264,7 @@ std::unique_ptr<StoreHandle> CORBA_Container_Impl::is_name_in_contents(
 void CORBA_Container_Impl::add_to_contents(CORBA_Contained_Impl* c) {
   if (dont_use_contents_cache || !contents_cached_) return;
   if (contents_by_name_.find(c->own_name()) != contents_by_name_.end()) return;
-  append_to_cache(c);
+  append_to_cache(entry_of(c));
 }
 
 CORBA_Container_Impl* CORBA_Container_Impl::container_from_sh(
@@ -322,7 +333,10 @@ CORBA::ContainedSeq* CORBA_Container_Impl::lookup_name(
     return store_->IRLookupName(h, search_name, levels_to_search, limit_type,
                                 exclude_inherited);
   });
-  return ir_contained_seq(store_, ids, kFile, __LINE__, container_id);
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store_, ids, kFile, __LINE__, container_id);
+  ir_check_reply_size(out.in(), "CORBA::Container::lookup_name");
+  return out._retn();
 }
 
 CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
@@ -349,6 +363,7 @@ CORBA::Container::DescriptionSeq* CORBA_Container_Impl::describe_contents(
     out[n].kind = d->kind;
     out[n].value = d->value;
   }
+  ir_check_reply_size(out.in(), "CORBA::Container::describe_contents");
   return out._retn();
 }
 

@@ -147,11 +147,15 @@ class CORBA_Container_Impl : public virtual POA_CORBA::Container,
                                              const char* context,
                                              Refuse&& refuse);
 
-  // Servants of the contents cache, by position; names by hash.
+  // The contents cache: the headers of the contents, by position; names
+  // by hash.  It holds no servants, so that a large container does not
+  // keep its contents in memory.
   struct CacheEntry {
-    Servant_ref<CORBA_Contained_Impl> servant;
     std::string name;
     std::string id;
+    std::int64_t key;
+    CORBA::DefinitionKind kind;
+    std::string defined_in;
   };
 
  private:
@@ -160,7 +164,7 @@ class CORBA_Container_Impl : public virtual POA_CORBA::Container,
   std::unordered_map<std::string, std::size_t> contents_by_name_;
 
   void fill_contents_cache();
-  void append_to_cache(CORBA_Contained_Impl* c);
+  void append_to_cache(CacheEntry entry);
 };
 
 // Checks a limit type of contents, lookup_name and describe_contents:

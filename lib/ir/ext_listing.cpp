@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ir/irobj.h"
+#include "ir/reply_limit.h"
 #include "platform/encap_iiop.h"
 
 namespace {
@@ -46,21 +47,22 @@ void ir_fill_summary(IRStore* store, const StoreSummary& in,
   out.version = version._retn();
 }
 
-IRExt::ExtPage* ir_summary_page(IRStore* store, const SeqList& seqs,
+IRExt::ExtPage* ir_summary_page(IRStore* store, const KeyList& keys,
                                 CORBA::ULong offset, CORBA::ULong limit,
                                 const char* context) {
   IRExt::ExtPage_var page = new IRExt::ExtPage;
   page->total = static_cast<CORBA::ULong>(
-      std::min<std::size_t>(seqs.size(), 0xffffffffu));
-  std::size_t begin = std::min<std::size_t>(offset, seqs.size());
+      std::min<std::size_t>(keys.size(), 0xffffffffu));
+  std::size_t begin = std::min<std::size_t>(offset, keys.size());
   std::size_t end = limit == 0
-                        ? seqs.size()
-                        : std::min<std::size_t>(seqs.size(), begin + limit);
-  SeqList wanted(seqs.begin() + begin, seqs.begin() + end);
+                        ? keys.size()
+                        : std::min<std::size_t>(keys.size(), begin + limit);
+  KeyList wanted(keys.begin() + begin, keys.begin() + end);
   std::vector<StoreSummary> rows = ir_store_call(
       kFile, __LINE__, context, [&] { return store->IRSummaries(wanted); });
   page->items.length(static_cast<CORBA::ULong>(rows.size()));
   for (CORBA::ULong i = 0; i < page->items.length(); ++i)
     ir_fill_summary(store, rows[i], page->items[i], context);
+  ir_check_reply_size(page.in(), context);
   return page._retn();
 }

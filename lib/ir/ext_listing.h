@@ -12,10 +12,10 @@
 void ir_fill_summary(IRStore* store, const StoreSummary& in,
                      IRExt::ExtSummary& out, const char* context);
 
-// The page of `seqs` from `offset` (at most `limit` rows, 0: no limit),
+// The page of `keys` from `offset` (at most `limit` rows, 0: no limit),
 // with `total` the length of the whole list.  Store failures are raised
 // through irobj_parse_throw with `context`.  Caller owns the result.
-IRExt::ExtPage* ir_summary_page(IRStore* store, const SeqList& seqs,
+IRExt::ExtPage* ir_summary_page(IRStore* store, const KeyList& keys,
                                 CORBA::ULong offset, CORBA::ULong limit,
                                 const char* context);
 

@@ -353,7 +353,8 @@ int change1ref(CORBA::IDLType_ptr type, const char* old_id,
     // of the reference refers to.
     CORBA_Contained_Impl* c = CORBA_Contained_Impl::_narrow(s.in());
     bool names_old = object_id_of(current.in()) == old_id ||
-                     (c && std::strcmp(c->own_id(), old_id) == 0);
+                     (c && (std::strcmp(c->own_id(), old_id) == 0 ||
+                            std::strcmp(c->own_id(), new_id) == 0));
     if (!names_old) return 0;
     if (!c) {
       // The change is complete: the definition is found under its new id.

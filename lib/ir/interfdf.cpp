@@ -35,8 +35,7 @@ const IrOperationTexts kOperationTexts{
 // The repository id behind an interface reference of ours ("" when it is
 // not one).
 std::string interface_id_of(CORBA::InterfaceDef_ptr ref) {
-  std::string key = ir_object_key_of(ref);
-  return key.empty() || key[0] == '~' ? std::string() : key;
+  return ir_definition_id_of(ref);
 }
 
 bool is_interface_kind(CORBA::DefinitionKind kind, bool abstract_only) {
@@ -265,6 +264,9 @@ CORBA::Contained::Description* CORBA_InterfaceDef_Impl::describe() {
 
 CORBA::InterfaceDef::FullInterfaceDescription*
 CORBA_InterfaceDef_Impl::describe_interface() {
+  const std::uint64_t now = ir_change_generation();
+  if (description_.get() && description_generation_ == now)
+    return new CORBA::InterfaceDef::FullInterfaceDescription(*description_);
   CORBA::InterfaceDef::FullInterfaceDescription_var full =
       new CORBA::InterfaceDef::FullInterfaceDescription;
   full->name = own_name();
@@ -278,6 +280,8 @@ CORBA_InterfaceDef_Impl::describe_interface() {
   ir_describe_own_members(
       store_, own_id(), full->operations, full->attributes,
       [](const CORBA::AttributeDescription& a) { return a; });
+  description_.reset(new CORBA::InterfaceDef::FullInterfaceDescription(full));
+  description_generation_ = now;
   return full._retn();
 }
 
@@ -374,7 +378,7 @@ void CORBA_InterfaceDef_Impl::name(const char* new_name) {
 void CORBA_InterfaceDef_Impl::changeID(const char* old_id, const char* new_id) {
   int changed = 0;
   for (CORBA::ULong i = 0; i < bases_.length(); ++i) {
-    if (interface_id_of(bases_[i]) != old_id) continue;
+    if (!ir_names_changing_id(bases_[i], old_id, new_id)) continue;
     Servant_ref<CORBA_IRObject_Impl> renamed(ir_servant_for_oid(new_id));
     CORBA::Object_var ref =
         renamed.in() ? renamed->_ref()

@@ -5,6 +5,8 @@
 #ifndef IR_IR_INTERFDF_H
 #define IR_IR_INTERFDF_H
 
+#include <cstdint>
+#include <memory>
 #include <string>
 
 #include "ir/containd.h"
@@ -59,7 +61,10 @@ class CORBA_InterfaceDef_Impl : public virtual POA_IRExt::InterfaceDef,
       const CORBA::ExceptionDefSeq& exceptions,
       const CORBA::ContextIdSeq& contexts) override;
   CORBA::Contained::Description* describe() override;
-  // Own operations and attributes only, in store order.
+  // Own operations and attributes only, in store order.  The answer is
+  // kept and given again until the repository changes in any way
+  // (ir_change_generation), so that a client that asks again does not pay
+  // for building it again and never sees a stale one.
   CORBA::InterfaceDef::FullInterfaceDescription* describe_interface() override;
   // IRExt::InterfaceDef
   CORBA::InterfaceDefSeq* ext_interface_children() override;
@@ -107,6 +112,12 @@ class CORBA_InterfaceDef_Impl : public virtual POA_IRExt::InterfaceDef,
   virtual CORBA::TypeCode_ptr make_typecode(const char* id, const char* name);
 
   CORBA::InterfaceDefSeq bases_;
+
+ private:
+  // describe_interface's last answer and the change generation it was
+  // made at.
+  std::unique_ptr<CORBA::InterfaceDef::FullInterfaceDescription> description_;
+  std::uint64_t description_generation_ = 0;
 };
 
 #endif

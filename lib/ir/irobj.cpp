@@ -1,5 +1,6 @@
 #include "ir/irobj.h"
 
+#include <atomic>
 #include <cstdio>
 #include <string>
 
@@ -15,13 +16,13 @@
 #include "ir/nativedf.h"
 #include "ir/operatdf.h"
 #include "ir/reposito.h"
+#include "ir/servant_cache.h"
 #include "ir/servant_locator.h"
 #include "ir/structdf.h"
 #include "ir/uniondf.h"
 #include "ir/valuebdf.h"
 #include "ir/valuedf.h"
 #include "ir/valuemdf.h"
-#include "platform/kal_lookup_table.h"
 #include "platform/principal.h"
 #include "platform/qor_log.h"
 
@@ -182,6 +183,29 @@ CORBA_IRObject_Impl* ir_servant_of(CORBA::Object_ptr obj) {
   return nullptr;
 }
 
+std::string ir_definition_id_of(CORBA::Object_ptr obj) {
+  std::string oid = ir_object_key_of(obj);
+  std::int64_t key = 0;
+  if (ir_parse_key_object_id(oid, &key)) {
+    Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache_by_key(key));
+    if (s.in()) return s->own_id();
+    CORBA_Repository_Impl* root = get_repository_impl();
+    if (!root) return std::string();
+    return ir_store_call(kFile, __LINE__, oid.c_str(),
+                         [&] { return root->get_irs()->IRIdOfKey(key); });
+  }
+  // Anonymous and primitive objects have no id; any other object id is
+  // the id itself (a reference made before records had keys).
+  if (oid.empty() || oid[0] == '~') return std::string();
+  return oid;
+}
+
+bool ir_names_changing_id(CORBA::Object_ptr obj, const char* old_id,
+                          const char* new_id) {
+  std::string id = ir_definition_id_of(obj);
+  return !id.empty() && (id == old_id || id == new_id);
+}
+
 std::string ir_object_key_of(CORBA::Object_ptr obj) {
   PortableServer::POA_ptr poa = ir_poa();
   if (CORBA::is_nil(obj) || CORBA::is_nil(poa)) return std::string();
@@ -279,9 +303,36 @@ IrCriticalSection::~IrCriticalSection() {
 
 // --- store updates ---------------------------------------------------------
 
+namespace {
+std::atomic<std::uint64_t> change_generation{1};
+}  // namespace
+
+std::uint64_t ir_change_generation() {
+  return change_generation.load(std::memory_order_acquire);
+}
+
+void ir_note_change() {
+  change_generation.fetch_add(1, std::memory_order_acq_rel);
+}
+
+void ir_forget_after_failure(int code) {
+  switch (code) {
+    case IRStore::kStoreFailure:
+    case IRStore::kNoMemory:
+    case IRStore::kBusy: {
+      CORBA_Repository_Impl* root = get_repository_impl();
+      if (root) root->forget_servants();
+      break;
+    }
+    default:
+      break;
+  }
+}
+
 IrUpdate::IrUpdate(IRStore* store, const char* file, int line,
                    const char* context)
     : store_(store), file_(file), line_(line), context_(context), open_(false) {
+  ir_note_change();
   try {
     store_->IRBeginUpdate();
   } catch (const IRStore::Exception& e) {
@@ -302,6 +353,7 @@ IrUpdate::~IrUpdate() {
 void IrUpdate::commit() {
   if (!open_) return;
   open_ = false;
+  ir_note_change();
   try {
     store_->IREndUpdate();
   } catch (const IRStore::Exception& e) {
@@ -309,6 +361,7 @@ void IrUpdate::commit() {
       store_->IRCancelUpdate();
     } catch (const IRStore::Exception&) {
     }
+    ir_forget_after_failure(e.code());
     irobj_parse_throw(e.code(), file_, line_, context_);
   }
 }
@@ -316,6 +369,7 @@ void IrUpdate::commit() {
 void IrUpdate::cancel() {
   if (!open_) return;
   open_ = false;
+  ir_note_change();
   try {
     store_->IRCancelUpdate();
   } catch (const IRStore::Exception&) {
@@ -326,7 +380,19 @@ void IrUpdate::cancel() {
 }
 
 void IrUpdate::store_failure(const IRStore::Exception& e) {
-  cancel();
+  ir_note_change();
+  if (open_) {
+    open_ = false;
+    // The failure is what the client must hear; a cancel that fails
+    // because SQLite rolled the update back already does not hide it.
+    try {
+      store_->IRCancelUpdate();
+    } catch (const IRStore::Exception& c) {
+      QORLogError(file_, line_,
+                  ("IRCancelUpdate after a failure: " + c.text()).c_str());
+    }
+  }
+  ir_forget_after_failure(e.code());
   std::string text = context_ ? context_ : "";
   irobj_parse_throw(e.code(), file_, line_, text.c_str());
 }
@@ -383,7 +449,8 @@ CORBA_Contained_Impl* build_servant(CORBA::DefinitionKind kind,
 }  // namespace
 
 CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
-                                  const char* id, Encapsulation& record) {
+                                  const char* id, Encapsulation& record,
+                                  std::int64_t key) {
   CORBA_Repository_Impl* root = get_repository_impl();
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
   if (kind == CORBA::dk_Repository) return nullptr;
@@ -395,6 +462,7 @@ CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
               IR_MSG_BAD_ARGUMENT, 0, CORBA::_tc_string,
               "CORBA::Contained::make_object", 0);
   Servant_ref<CORBA_Contained_Impl> owner(servant);
+  servant->store_set_key(key);
   irobj_put_in_cache(id, servant);
   try {
     servant->stream_to_object(name, id, record);
@@ -410,51 +478,78 @@ CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
   return owner._retn();
 }
 
+namespace {
+// Servants that left the cache are released outside the critical
+// section: a destructor may reach the cache again.
+void release_all(const ServantCache::Released& released) {
+  for (CORBA_Contained_Impl* s : released) s->_remove_ref();
+}
+}  // namespace
+
 void irobj_put_in_cache(const char* id, CORBA_Contained_Impl* servant) {
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
+  if (!servant) return;
   CORBA_Repository_Impl* root = get_repository_impl();
-  if (servant) servant->_add_ref();
-  char* key = CORBA::string_dup(id);
-  IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
-  kalInsertIntoLookupTable(root->cache(), key, servant);
+  ServantCache::Released released;
+  {
+    IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
+    root->cache()->put(id, servant->def_key(), servant, released);
+  }
+  release_all(released);
 }
 
 CORBA_Contained_Impl* irobj_get_from_cache(const char* id) {
   CORBA_Repository_Impl* root = get_repository_impl();
-  void* found;
+  // Every lookup_id passes here: the id is copied into a buffer that
+  // keeps its storage rather than into a new string.
+  static thread_local std::string probe;
+  probe.assign(id);
+  CORBA_Contained_Impl* found;
   {
     IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
-    found = kalFindElementInLookupTable(root->cache(), id);
+    found = root->cache()->find(probe);
   }
   if (QORIRTrace) QORTraceMethod(kFile, __LINE__, kSccs);
-  if (!found) return nullptr;
-  CORBA_Contained_Impl* servant = static_cast<CORBA_Contained_Impl*>(found);
-  servant->_add_ref();
-  return servant;
+  return found;
+}
+
+CORBA_Contained_Impl* irobj_get_from_cache_by_key(std::int64_t key) {
+  CORBA_Repository_Impl* root = get_repository_impl();
+  IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
+  return root->cache()->find_key(key);
 }
 
 void irobj_remove_from_cache(const char* id) {
   CORBA_Repository_Impl* root = get_repository_impl();
-  char* key = nullptr;
-  void* value;
+  ServantCache::Released released;
   {
     IrCriticalSection cs(root->cache_mutex(), kFile, __LINE__);
-    value = kalRemoveElementFromLookupTable(root->cache(), id, &key);
+    root->cache()->remove(id, released);
   }
-  CORBA::string_free(key);
-  if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
+  release_all(released);
 }
 
 StoredObject* IrObjectFactory::cached(const std::string& id) {
   return irobj_get_from_cache(id.c_str());
 }
 
+StoredObject* IrObjectFactory::cached_key(std::int64_t key) {
+  return irobj_get_from_cache_by_key(key);
+}
+
 StoredObject* IrObjectFactory::make(int kind, const std::string& name,
-                                    const std::string& id,
+                                    const std::string& id, std::int64_t key,
                                     const std::vector<std::uint8_t>& body) {
   EncapIIOP record(body);
   return make_object(static_cast<CORBA::DefinitionKind>(kind), name.c_str(),
-                     id.c_str(), record);
+                     id.c_str(), record, key);
+}
+
+CORBA::Object_ptr ir_reference_for_key(std::int64_t key,
+                                       CORBA::DefinitionKind kind) {
+  Servant_ref<CORBA_Contained_Impl> s(irobj_get_from_cache_by_key(key));
+  if (s.in()) return s->_ref();
+  return ir_make_reference(ir_key_object_id(key), kind);
 }
 
 CORBA_Contained_Impl* ir_find_object(IRStore* store, const std::string& id) {
@@ -472,15 +567,17 @@ CORBA_Contained_Impl* ir_fetch_object(IRStore* store, const std::string& id,
 CORBA::ContainedSeq* ir_contained_seq(IRStore* store, const IdList& ids,
                                       const char* file, int line,
                                       const char* context) {
+  std::vector<StoreRef> refs =
+      ir_store_call(file, line, context, [&] { return store->IRRefsOf(ids); });
   CORBA::ContainedSeq_var out = new CORBA::ContainedSeq;
-  out->length(0);
-  for (const std::string& id : ids) {
-    Servant_ref<CORBA_Contained_Impl> s(
-        ir_fetch_object(store, id, file, line, context));
-    if (!s.in() || s->def_kind() == CORBA::dk_Repository) continue;
-    CORBA::ULong n = out->length();
-    out->length(n + 1);
-    out[n] = ir_ref_as<CORBA::Contained>(s.in());
+  out->length(static_cast<CORBA::ULong>(refs.size()));
+  CORBA::ULong n = 0;
+  for (const StoreRef& r : refs) {
+    auto kind = static_cast<CORBA::DefinitionKind>(r.kind);
+    if (kind == CORBA::dk_Repository || !is_contained_def_kind(kind)) continue;
+    CORBA::Object_var obj = ir_reference_for_key(r.key, kind);
+    out[n++] = CORBA::Contained::_unchecked_narrow(obj);
   }
+  out->length(n);
   return out._retn();
 }

@@ -78,10 +78,21 @@ class CORBA_IRObject_Impl : public virtual POA_CORBA::IRObject {
 // for the caller, or null when `obj` is nil or not one of ours.
 CORBA_IRObject_Impl* ir_servant_of(CORBA::Object_ptr obj);
 
-// The object id (for definitions: the repository id) of a reference of
-// the IR POA, or "" when `obj` is nil or not one of ours.  No servant is
-// touched.
+// The object id of a reference of the IR POA ("~k<key>" for
+// definitions), or "" when `obj` is nil or not one of ours.  No servant
+// is touched.
 std::string ir_object_key_of(CORBA::Object_ptr obj);
+
+// The repository id that the definition behind a reference of ours has
+// now, or "" when `obj` is nil, not ours, anonymous or its definition
+// has gone.  Store failures are raised through irobj_parse_throw.
+std::string ir_definition_id_of(CORBA::Object_ptr obj);
+
+// True when `obj` names the definition whose id is changing from
+// `old_id` to `new_id`: its servant carries either id while the change
+// is under way.
+bool ir_names_changing_id(CORBA::Object_ptr obj, const char* old_id,
+                          const char* new_id);
 
 // Holds one servant reference and releases it on scope exit.
 template <class T>
@@ -119,9 +130,27 @@ class IrCriticalSection {
 void ir_trace_mutex(const char* file, int line, const char* what,
                     KALMutexSem mutex);
 
+// A number that grows with every change of the repository: every store
+// update begun or ended, every user transaction begun, ended or
+// cancelled, every change kept in a servant only, every time the cached
+// servants are dropped.  An answer cached in a servant stays valid while
+// the number it was made at is the current one.  Read and bumped under
+// the upcall lock; atomic for readers outside it.
+std::uint64_t ir_change_generation();
+void ir_note_change();
+
+// After a failure of the database (`code` kStoreFailure, kNoMemory or
+// kBusy) servants may hold changes that the store rolled back: every
+// servant, anonymous object and contents cache is dropped, to be rebuilt
+// from the store on demand.  Other codes (a clash, a missing record) change
+// nothing.
+void ir_forget_after_failure(int code);
+
 // A store update as a scoped guard: begun by the constructor, committed
 // by commit(), cancelled by the destructor otherwise.  fail() cancels and
-// then raises; a store exception is translated by store_failure().
+// then raises; a store exception is translated by store_failure().  A
+// failure of the database (in the update or its commit) drops every
+// cached servant (ir_forget_after_failure) before it is raised.
 class IrUpdate {
  public:
   IrUpdate(IRStore* store, const char* file, int line, const char* context);
@@ -181,17 +210,21 @@ auto ir_store_call(const char* file, int line, const char* context,
 
 // --- object factory and servant cache ---------------------------------
 
-// Builds the servant of a stored record, caches it, reads its record and
-// returns it with one reference for the caller.  Null for dk_Repository;
-// base + 0x53 for a kind that has no servant class.
+// Builds the servant of a stored record (whose key is `key`), caches it,
+// reads its record and returns it with one reference for the caller.
+// Null for dk_Repository; base + 0x53 for a kind that has no servant
+// class.
 CORBA_Contained_Impl* make_object(CORBA::DefinitionKind kind, const char* name,
-                                  const char* id, Encapsulation& record);
+                                  const char* id, Encapsulation& record,
+                                  std::int64_t key = 0);
 
-// Enters `servant` under a copy of `id` (one more reference held by the
-// cache).
+// Enters `servant` under a copy of `id` and under its key (one more
+// reference held by the cache).  The cache is bounded: servants that
+// nothing else holds may leave it (see servant_cache.h).
 void irobj_put_in_cache(const char* id, CORBA_Contained_Impl* servant);
 // The cached servant with one more reference for the caller, or null.
 CORBA_Contained_Impl* irobj_get_from_cache(const char* id);
+CORBA_Contained_Impl* irobj_get_from_cache_by_key(std::int64_t key);
 // Drops the cache entry of `id` (a destroyed definition).
 void irobj_remove_from_cache(const char* id);
 
@@ -201,7 +234,9 @@ CORBA_Repository_Impl* get_repository_impl();
 class IrObjectFactory : public ObjectFactory {
  public:
   StoredObject* cached(const std::string& id) override;
+  StoredObject* cached_key(std::int64_t key) override;
   StoredObject* make(int kind, const std::string& name, const std::string& id,
+                     std::int64_t key,
                      const std::vector<std::uint8_t>& body) override;
 };
 
@@ -216,11 +251,16 @@ CORBA_Contained_Impl* ir_fetch_object(IRStore* store, const std::string& id,
                                       const char* context);
 
 // References to the definitions with these ids, in order; ids whose
-// record has gone, and the root's own record, are left out.  Store
-// failures as in ir_fetch_object.
+// record has gone, and the root's own record, are left out.  One store
+// query; no servant is built.  Store failures as in ir_fetch_object.
 CORBA::ContainedSeq* ir_contained_seq(IRStore* store, const IdList& ids,
                                       const char* file, int line,
                                       const char* context);
+
+// A new reference to the definition with `key` and `kind`: the cached
+// servant's own when there is one, else made without building a servant.
+CORBA::Object_ptr ir_reference_for_key(std::int64_t key,
+                                       CORBA::DefinitionKind kind);
 
 // A new reference to the servant `s` narrowed to `T` (unchecked: the
 // caller knows the kind), or nil when `s` is null.

@@ -26,7 +26,7 @@ bool valid_parameter_mode(CORBA::ParameterMode mode) {
 std::vector<std::string> exception_ids(const CORBA::ExceptionDefSeq& seq) {
   std::vector<std::string> ids;
   for (CORBA::ULong i = 0; i < seq.length(); ++i) {
-    std::string id = ir_object_key_of(seq[i]);
+    std::string id = ir_definition_id_of(seq[i]);
     if (!id.empty()) ids.push_back(id);
   }
   return ids;
@@ -340,7 +340,7 @@ void CORBA_OperationDef_Impl::changeID(const char* old_id, const char* new_id) {
     s_.params[i].type_def = type._retn();
   }
   for (CORBA::ULong i = 0; i < s_.exceptions.length(); ++i) {
-    if (ir_object_key_of(s_.exceptions[i]) != old_id) continue;
+    if (!ir_names_changing_id(s_.exceptions[i], old_id, new_id)) continue;
     Servant_ref<CORBA_IRObject_Impl> renamed(ir_servant_for_oid(new_id));
     CORBA::Object_var ref =
         renamed.in() ? renamed->_ref()

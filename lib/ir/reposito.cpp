@@ -17,14 +17,6 @@ namespace {
 const char kFile[] = "lib/ir/reposito";
 const char kObjectId[] = "IDL:Object:1.0";
 
-int ir_key_compare(const char* a, const char* b) { return std::strcmp(a, b); }
-
-// Drops one cache entry: frees the key, releases the servant.
-void ir_cache_callback(char* key, void* value) {
-  CORBA::string_free(key);
-  if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
-}
-
 const CORBA::PrimitiveKind kPrimitiveOrder[] = {
     CORBA::pk_null,    CORBA::pk_void,     CORBA::pk_short,
     CORBA::pk_long,    CORBA::pk_ushort,   CORBA::pk_ulong,
@@ -41,6 +33,9 @@ std::function<std::unique_ptr<IRStore>(const char*)>
     CORBA_Repository_Impl::store_opener = [](const char* database) {
       return std::unique_ptr<IRStore>(new IRDB(database));
     };
+
+std::size_t CORBA_Repository_Impl::cache_capacity =
+    CORBA_Repository_Impl::kDefaultCacheCapacity;
 
 namespace {
 IrObjectFactory the_factory;
@@ -64,10 +59,7 @@ CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
     : CORBA_IRObject_Impl(CORBA::dk_Repository) {
   CORBA::String_var name =
       CORBA::string_dup(database ? database : "[default database]");
-  cache_ = kalCreateLookupTable(ir_key_compare, nullptr, 0, nullptr, nullptr, 0,
-                                700, 4);
-  if (!cache_) kaldNoMemory(kFile, 284);
-  kalLookupTableCacheCallback(cache_, ir_cache_callback);
+  cache_.reset(new ServantCache(cache_capacity));
   int r = KALCreateMutexSem(&mutex_);
   if (r != 0)
     kaldError(kaldMapSysError(r), CORBA::COMPLETED_NO, kFile, 286, nullptr, 0,
@@ -92,13 +84,15 @@ CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
   root_handle_.reset(new StoreHandle(repository_base_rep_id));
   contained_view_ =
       new CORBA_Repository_Contained(repository_base_rep_id, name.in(), this);
-  if (store_->IRReadOnly()) {
-    if (!store_->IRExists(*root_handle_))
-      irobj_parse_throw(IRStore::kNoSuchRecord, kFile, 302,
-                        "CORBA::Repository::constructor: the read-only "
-                        "database holds no repository");
-    return;
-  }
+  // An existing root record is left as it is: start-up reads nothing else
+  // and writes nothing.
+  bool exists = ir_store_call(kFile, 302, "CORBA::Repository::constructor",
+                              [&] { return store_->IRExists(*root_handle_); });
+  if (exists) return;
+  if (store_->IRReadOnly())
+    irobj_parse_throw(IRStore::kNoSuchRecord, kFile, 302,
+                      "CORBA::Repository::constructor: the read-only "
+                      "database holds no repository");
   ir_in_update(store_, kFile, 302, "CORBA::Repository::constructor",
                [&](IrUpdate&) { store_->IRStoreObject(contained_view_.in()); });
 }
@@ -106,18 +100,13 @@ CORBA_Repository_Impl::CORBA_Repository_Impl(const char* database)
 CORBA_Repository_Impl::~CORBA_Repository_Impl() {
   drop_contents_cache();
   if (cache_) {
+    ServantCache::Released released;
     {
       IrCriticalSection cs(mutex_, kFile, 459);
-      for (const std::string& key : kalLookupTableDumpKeys(cache_)) {
-        char* stored = nullptr;
-        void* value =
-            kalRemoveElementFromLookupTable(cache_, key.c_str(), &stored);
-        if (value) static_cast<CORBA_Contained_Impl*>(value)->_remove_ref();
-        CORBA::string_free(stored);
-      }
+      cache_->flush(released);
     }
-    kalDeleteLookupTable(cache_);
-    cache_ = nullptr;
+    for (CORBA_Contained_Impl* s : released) s->_remove_ref();
+    cache_.reset();
     if (mutex_) {
       int r = KALDestroyMutexSem(mutex_);
       ir_trace_mutex(kFile, 494, "Destroying CS Mutex: ", mutex_);
@@ -158,10 +147,11 @@ CORBA_Repository_Impl* CORBA_Repository_Impl::theMergeRepository(
 void CORBA_Repository_Impl::create_Object(CORBA_Repository_Impl* root) {
   IRStore* store = root->get_irs();
   StoreHandle object_handle(kObjectId);
-  if (store->IRReadOnly()) {
-    init_Object_interface_ptr();
-    return;
-  }
+  // Object is made once, in a new database; init_Object_interface_ptr()
+  // finds it when it is needed.
+  bool exists = ir_store_call(kFile, 135, "CORBA::Repository::create_Object",
+                              [&] { return store->IRExists(object_handle); });
+  if (exists || store->IRReadOnly()) return;
   Servant_ref<CORBA_InterfaceDef_Impl> object;
   ir_in_update(
       store, kFile, 135, "CORBA::Repository::create_Object", [&](IrUpdate&) {
@@ -209,31 +199,60 @@ CORBA_PrimitiveDef_Impl* CORBA_Repository_Impl::get_primitive_impl(
 // --- user transactions
 // ----------------------------------------------------------
 
+// TransOn follows the store after every call, failed ones included: a
+// failed end leaves the transaction open (the client may retry or cancel),
+// a cancel closes it whatever happens.
+
 void CORBA_Repository_Impl::ext_beginUserTransaction() {
-  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_beginUserTransaction",
-                [&] { store_->IRBeginUserTransaction(); });
+  ir_note_change();
+  try {
+    store_->IRBeginUserTransaction();
+  } catch (const IRStore::Exception& e) {
+    TransOn = store_->IRInUserTransaction();
+    ir_forget_after_failure(e.code());
+    irobj_parse_throw(e.code(), kFile, __LINE__,
+                      "IRExt::Repository::ext_beginUserTransaction");
+  }
   TransOn = true;
 }
 
 void CORBA_Repository_Impl::ext_endUserTransaction() {
-  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_endUserTransaction",
-                [&] { store_->IREndUserTransaction(); });
+  ir_note_change();
+  try {
+    store_->IREndUserTransaction();
+  } catch (const IRStore::Exception& e) {
+    TransOn = store_->IRInUserTransaction();
+    ir_forget_after_failure(e.code());
+    irobj_parse_throw(e.code(), kFile, __LINE__,
+                      "IRExt::Repository::ext_endUserTransaction");
+  }
   TransOn = false;
 }
 
 void CORBA_Repository_Impl::ext_cancelUserTransaction() {
-  ir_store_call(kFile, __LINE__, "IRExt::Repository::ext_cancelUserTransaction",
-                [&] { store_->IRCancelUserTransaction(); });
-  TransOn = false;
+  // Nothing may show rolled-back state, whether or not the store raises.
+  int failure = 0;
+  try {
+    store_->IRCancelUserTransaction();
+  } catch (const IRStore::Exception& e) {
+    failure = e.code();
+  }
+  TransOn = store_->IRInUserTransaction();
   forget_servants();
+  if (failure != 0)
+    irobj_parse_throw(failure, kFile, __LINE__,
+                      "IRExt::Repository::ext_cancelUserTransaction");
 }
 
 void CORBA_Repository_Impl::forget_servants() {
+  ir_note_change();
   drop_contents_cache();
+  ServantCache::Released released;
   {
     IrCriticalSection cs(mutex_, kFile, __LINE__);
-    kalFlushLookupTable(cache_);
+    cache_->flush(released);
   }
+  for (CORBA_Contained_Impl* s : released) s->_remove_ref();
   ir_flush_anonymous();
   // Object is never rolled back, but its servant went with the cache.
   Object_interface_ptr = CORBA::InterfaceDef::_nil();
@@ -258,6 +277,10 @@ CORBA::Object_ptr CORBA_Repository_Impl::_ref() {
   CORBA::Object_ptr ins = ir_root_reference(this);
   if (!CORBA::is_nil(ins)) return ins;
   return CORBA_IRObject_Impl::_ref();
+}
+
+CORBA::Boolean CORBA_Repository_Impl::dispatch_locked(omniCallHandle& handle) {
+  return POA_IRExt::Repository::_dispatch(handle);
 }
 
 CORBA::Boolean CORBA_Repository_Impl::_dispatch(omniCallHandle& handle) {

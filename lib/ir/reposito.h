@@ -8,7 +8,7 @@
 
 #include "ir/containd.h"
 #include "ir/containr_forwarders.h"
-#include "platform/kal_lookup_table.h"
+#include "ir/servant_cache.h"
 
 class CORBA_PrimitiveDef_Impl;
 class omniCallHandle;
@@ -40,6 +40,9 @@ class CORBA_Repository_Impl : public virtual POA_IRExt::Repository,
   // Opens the store of a new root; replaceable (read-only mode, tests).
   static std::function<std::unique_ptr<IRStore>(const char* database)>
       store_opener;
+  // The capacity of the servant cache of roots made from now on.
+  static std::size_t cache_capacity;
+  static constexpr std::size_t kDefaultCacheCapacity = 20000;
 
   IRStore* get_irs() { return store_; }
   char* repid();
@@ -86,10 +89,12 @@ class CORBA_Repository_Impl : public virtual POA_IRExt::Repository,
   CORBA::Object_ptr _ref() override;
   // Every remote request to the root runs under the upcall lock.
   CORBA::Boolean _dispatch(omniCallHandle& handle) override;
+  // The same for a caller that holds the upcall lock already.
+  CORBA::Boolean dispatch_locked(omniCallHandle& handle);
 
   // The servant cache and its mutex (see irobj.h).
   KALMutexSem cache_mutex() const { return mutex_; }
-  KALLookupTable* cache() const { return cache_; }
+  ServantCache* cache() const { return cache_.get(); }
   // Forgets every servant and cached content: after a cancelled user
   // transaction nothing may show rolled-back state.
   void forget_servants();
@@ -97,7 +102,7 @@ class CORBA_Repository_Impl : public virtual POA_IRExt::Repository,
  private:
   std::unique_ptr<IRStore> owned_store_;
   KALMutexSem mutex_ = nullptr;
-  KALLookupTable* cache_ = nullptr;
+  std::unique_ptr<ServantCache> cache_;
   CORBA_PrimitiveDef_Impl* primitives_[21] = {};
   std::unique_ptr<StoreHandle> root_handle_;
   Servant_ref<CORBA_Repository_Contained> contained_view_;

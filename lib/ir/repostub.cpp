@@ -9,6 +9,7 @@
 #include "ir/arraydf.h"
 #include "ir/ext_listing.h"
 #include "ir/primitdf.h"
+#include "ir/reply_limit.h"
 #include "ir/reposito.h"
 #include "ir/sequendf.h"
 #include "ir/stringdf.h"
@@ -68,9 +69,12 @@ std::vector<int> parse_kinds(const char* kinds, const char* context) {
 CORBA::Contained_ptr CORBA_Repository_Impl::lookup_id(const char* search_id) {
   if (!search_id) bad_argument(639, "CORBA::Repository::lookup_id (...)");
   // Any text may come here (clients try scoped names too): what is not
-  // the id of a stored definition is simply not found.
-  Servant_ref<CORBA_Contained_Impl> c(ir_fetch_object(
-      get_irs(), search_id, kFile, 639, "CORBA::Repository::lookup_id (...)"));
+  // the id of a stored definition is simply not found.  A cached servant
+  // answers without a store call.
+  Servant_ref<CORBA_Contained_Impl> c(irobj_get_from_cache(search_id));
+  if (!c.in())
+    c = ir_fetch_object(get_irs(), search_id, kFile, 639,
+                        "CORBA::Repository::lookup_id (...)");
   if (!c.in() || c->def_kind() == CORBA::dk_Repository)
     return CORBA::Contained::_nil();
   return ir_ref_as<CORBA::Contained>(c.in());
@@ -173,7 +177,10 @@ CORBA::ContainedSeq* CORBA_Repository_Impl::ext_find_objects(
     return store->IRFindObjects(pattern, kind_list, match_ids,
                                 scope_handle.get());
   });
-  return ir_contained_seq(store, ids, kFile, 1180, context);
+  CORBA::ContainedSeq_var out =
+      ir_contained_seq(store, ids, kFile, 1180, context);
+  ir_check_reply_size(out.in(), context);
+  return out._retn();
 }
 
 IRExt::ExtPage* CORBA_Repository_Impl::ext_list(const char* container,
@@ -183,9 +190,9 @@ IRExt::ExtPage* CORBA_Repository_Impl::ext_list(const char* container,
   if (!container) bad_argument(__LINE__, context);
   StoreHandle h(*container ? container : repository_base_rep_id);
   IRStore* store = get_irs();
-  SeqList seqs = ir_store_call(kFile, __LINE__, context,
-                               [&] { return store->IRChildSeqs(h); });
-  return ir_summary_page(store, seqs, offset, limit, context);
+  KeyList keys = ir_store_call(kFile, __LINE__, context,
+                               [&] { return store->IRChildKeys(h); });
+  return ir_summary_page(store, keys, offset, limit, context);
 }
 
 IRExt::ExtPage* CORBA_Repository_Impl::ext_search(
@@ -201,9 +208,9 @@ IRExt::ExtPage* CORBA_Repository_Impl::ext_search(
   search.ignore_case = ignore_case;
   search.scope = scope;
   IRStore* store = get_irs();
-  SeqList seqs = ir_store_call(kFile, __LINE__, context,
+  KeyList keys = ir_store_call(kFile, __LINE__, context,
                                [&] { return store->IRSearch(search); });
-  return ir_summary_page(store, seqs, offset, limit, context);
+  return ir_summary_page(store, keys, offset, limit, context);
 }
 
 IRExt::ExtKindCountSeq* CORBA_Repository_Impl::ext_count_kinds() {

@@ -2,7 +2,11 @@
 
 #include <omniORB4/callDescriptor.h>
 #include <omniORB4/callHandle.h>
+#include <omniORB4/omniInterceptors.h>
 
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
 #include <map>
 #include <vector>
 
@@ -79,6 +83,20 @@ CORBA_IRObject_Impl* rebuild_anonymous(const std::string& oid) {
   }
 }
 
+// The key of an object id "~k<key>", read from its octets.
+bool parse_key(const PortableServer::ObjectId& oid, std::int64_t* key) {
+  const CORBA::ULong n = oid.length();
+  if (n < 3 || n > 21 || oid[0] != '~' || oid[1] != 'k') return false;
+  std::int64_t value = 0;
+  for (CORBA::ULong i = 2; i < n; ++i) {
+    if (oid[i] < '0' || oid[i] > '9') return false;
+    if (value > (INT64_MAX - (oid[i] - '0')) / 10) return false;
+    value = value * 10 + (oid[i] - '0');
+  }
+  *key = value;
+  return value > 0;
+}
+
 class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
  public:
   PortableServer::Servant preinvoke(
@@ -87,6 +105,18 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
       PortableServer::ServantLocator::Cookie& cookie) override {
     ir_upcall_mutex().lock();
     try {
+      // Without a repository (it is closing) nothing can be said about
+      // the object: the client may try again.
+      if (!get_repository_impl())
+        throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+      // A definition whose servant is cached: no string is made.
+      std::int64_t def_key = 0;
+      if (parse_key(oid, &def_key)) {
+        if (CORBA_IRObject_Impl* s = irobj_get_from_cache_by_key(def_key)) {
+          cookie = nullptr;
+          return s;
+        }
+      }
       CORBA::String_var key = PortableServer::ObjectId_to_string(oid);
       ir_admit_request(operation, key.in());
       CORBA_IRObject_Impl* servant = ir_servant_for_oid(key.in());
@@ -107,33 +137,85 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
   }
 };
 
-// Answers "DefaultRepository" by forwarding every request to the root:
-// the INS POA gives one servant one key only.
-class RootAlias : public virtual PortableServer::ServantBase {
+// The servant under the corbaloc keys "InterfaceRepository" and
+// "DefaultRepository" (one each: the INS POA gives one servant one key).
+// Both are active from the moment the POAs exist, before the root does:
+// omniORB answers a GIOP LocateRequest for a key that is not active with
+// OBJECT_NOT_EXIST (LocateRequests pass no interceptor, so the gate does
+// not hold them), and a client that verifies its reference first would
+// take the repository for gone.  Every request is handed to the root;
+// without one (the repository is closing) the client is told to retry.
+class RootEntry : public virtual PortableServer::ServantBase {
  public:
-  CORBA::Boolean _dispatch(omniCallHandle&) override {
-    if (!active_root) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
-    throw omniORB::LOCATION_FORWARD(ir_root_reference(active_root), 0);
+  CORBA::Boolean _dispatch(omniCallHandle& handle) override {
+    IrUpcallGuard guard(ir_upcall_mutex());
+    if (!active_root) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+    return active_root->dispatch_locked(handle);
+  }
+  // Colocated calls reach the root's skeleton through this.
+  void* _ptrToInterface(const char* id) override {
+    if (!active_root) return PortableServer::ServantBase::_ptrToInterface(id);
+    // (Private in the skeleton, public in the servant base.)
+    omniServant* root = active_root;
+    return root->_ptrToInterface(id);
+  }
+  CORBA::Boolean _is_a(const char* id) override {
+    if (!active_root) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+    return active_root->_is_a(id);
   }
   const char* _mostDerivedRepoId() override {
-    return CORBA::Repository::_PD_repoId;
+    return IRExt::Repository::_PD_repoId;
   }
 };
 
-// omniORB hands a colocated call straight to the servant: the root's
+// The servants under the corbaloc keys (set once, before any request).
+omniServant* root_entries[2] = {nullptr, nullptr};
+
+// omniORB hands a colocated call straight to the servant: RootEntry's
 // _dispatch, which takes the upcall lock for remote callers, is not on
 // that path (the locator's preinvoke is, for definitions).  Every upcall,
 // local or remote, passes this call interceptor, which takes the lock for
 // calls on the root, so that threads of the process's own (the web
 // view's) are serialized with every other caller, one call at a time.
-// `active_root` is set before any such thread starts.
 void lock_root_calls(omniCallDescriptor* call, omniServant* servant) {
-  if (active_root && servant == static_cast<omniServant*>(active_root)) {
+  if (servant == root_entries[0] || servant == root_entries[1] ||
+      (active_root && servant == static_cast<omniServant*>(active_root))) {
     IrUpcallGuard guard(ir_upcall_mutex());
     call->interceptedCall(servant);
     return;
   }
   call->interceptedCall(servant);
+}
+
+// The gate of every incoming request.  omniORB serves requests from the
+// moment its first POA exists and answers an object key that is not
+// active (the corbaloc keys before the root exists, or after it has gone)
+// with OBJECT_NOT_EXIST, whatever the state of the POA managers; the gate
+// runs before omniORB looks the key up.  While irserver starts, requests
+// wait at the gate; once it stops, they are turned away with TRANSIENT.
+enum GateState { kGateHolding, kGateOpen, kGateClosed };
+std::mutex gate_mutex;
+std::condition_variable gate_changed;
+std::atomic<int> gate_state{kGateHolding};
+
+CORBA::Boolean pass_gate(
+    omni::omniInterceptors::serverReceiveRequest_T::info_T&) {
+  int state = gate_state.load(std::memory_order_acquire);
+  if (state == kGateHolding) {
+    std::unique_lock<std::mutex> lock(gate_mutex);
+    gate_changed.wait(lock, [] { return gate_state != kGateHolding; });
+    state = gate_state;
+  }
+  if (state == kGateClosed) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
+  return true;
+}
+
+void set_gate(GateState state) {
+  {
+    std::lock_guard<std::mutex> lock(gate_mutex);
+    gate_state = state;
+  }
+  gate_changed.notify_all();
 }
 
 }  // namespace
@@ -146,8 +228,19 @@ std::recursive_mutex& ir_upcall_mutex() {
 void ir_poa_init(CORBA::ORB_ptr orb) {
   if (!CORBA::is_nil(the_poa)) return;
   the_orb = CORBA::ORB::_duplicate(orb);
+  // Before the first POA: from then on omniORB serves requests.
+  omniORB::getInterceptors()->serverReceiveRequest.add(pass_gate);
   omniCallDescriptor::addInterceptor(lock_root_calls);
-  CORBA::Object_var obj = orb->resolve_initial_references("RootPOA");
+  CORBA::Object_var obj = orb->resolve_initial_references("omniINSPOA");
+  ins_poa = PortableServer::POA::_narrow(obj);
+  int entry_index = 0;
+  for (const char* key : {"InterfaceRepository", "DefaultRepository"}) {
+    PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId(key);
+    PortableServer::Servant_var<RootEntry> entry(new RootEntry);
+    root_entries[entry_index++] = entry.in();
+    ins_poa->activate_object_with_id(id, entry.in());
+  }
+  obj = orb->resolve_initial_references("RootPOA");
   PortableServer::POA_var root = PortableServer::POA::_narrow(obj);
   PortableServer::POAManager_var manager = root->the_POAManager();
   CORBA::PolicyList policies;
@@ -162,14 +255,35 @@ void ir_poa_init(CORBA::ORB_ptr orb) {
       PortableServer::NO_IMPLICIT_ACTIVATION);
   the_poa = root->create_POA("IR", manager, policies);
   for (CORBA::ULong i = 0; i < policies.length(); ++i) policies[i]->destroy();
+
   PortableServer::ServantLocator_var locator = (new IrServantLocator)->_this();
   the_poa->set_servant_manager(locator);
+}
 
-  obj = orb->resolve_initial_references("omniINSPOA");
-  ins_poa = PortableServer::POA::_narrow(obj);
-  PortableServer::POAManager_var ins_manager = ins_poa->the_POAManager();
-  manager->activate();
-  ins_manager->activate();
+namespace {
+// Both POA managers: the root POA's (shared by the IR POA) and the INS
+// POA's.
+std::vector<PortableServer::POAManager_var> poa_managers() {
+  std::vector<PortableServer::POAManager_var> managers;
+  if (!CORBA::is_nil(the_poa)) managers.push_back(the_poa->the_POAManager());
+  if (!CORBA::is_nil(ins_poa)) managers.push_back(ins_poa->the_POAManager());
+  return managers;
+}
+}  // namespace
+
+void ir_poa_activate() {
+  for (PortableServer::POAManager_var& m : poa_managers()) m->activate();
+  set_gate(kGateOpen);
+}
+
+void ir_poa_discard() {
+  set_gate(kGateClosed);
+  for (PortableServer::POAManager_var& m : poa_managers()) {
+    try {
+      m->discard_requests(false);
+    } catch (const PortableServer::POAManager::AdapterInactive&) {
+    }
+  }
 }
 
 PortableServer::POA_ptr ir_poa() { return the_poa.in(); }
@@ -225,6 +339,24 @@ const char* ir_interface_repo_id(CORBA::DefinitionKind kind) {
   }
 }
 
+std::string ir_key_object_id(std::int64_t key) {
+  return "~k" + std::to_string(key);
+}
+
+bool ir_parse_key_object_id(const std::string& oid, std::int64_t* key) {
+  if (oid.size() < 3 || oid.size() > 21 || oid[0] != '~' || oid[1] != 'k')
+    return false;
+  std::int64_t value = 0;
+  for (std::size_t i = 2; i < oid.size(); ++i) {
+    if (oid[i] < '0' || oid[i] > '9') return false;
+    if (value > (INT64_MAX - (oid[i] - '0')) / 10) return false;
+    value = value * 10 + (oid[i] - '0');
+  }
+  if (value <= 0) return false;
+  *key = value;
+  return true;
+}
+
 CORBA::Object_ptr ir_make_reference(const std::string& oid,
                                     CORBA::DefinitionKind kind) {
   PortableServer::ObjectId_var id =
@@ -234,29 +366,13 @@ CORBA::Object_ptr ir_make_reference(const std::string& oid,
 
 void ir_activate_root(CORBA_Repository_Impl* root) {
   if (CORBA::is_nil(ins_poa)) return;
-  ir_deactivate_root(active_root);
-  PortableServer::ObjectId_var id =
-      PortableServer::string_to_ObjectId("InterfaceRepository");
-  ins_poa->activate_object_with_id(id, root);
+  IrUpcallGuard guard(ir_upcall_mutex());
   active_root = root;
-  PortableServer::ObjectId_var alias_id =
-      PortableServer::string_to_ObjectId("DefaultRepository");
-  PortableServer::Servant_var<RootAlias> alias(new RootAlias);
-  ins_poa->activate_object_with_id(alias_id, alias.in());
 }
 
 void ir_deactivate_root(CORBA_Repository_Impl* root) {
-  if (CORBA::is_nil(ins_poa) || root != active_root) return;
-  active_root = nullptr;
-  for (const char* key : {"InterfaceRepository", "DefaultRepository"}) {
-    PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId(key);
-    try {
-      ins_poa->deactivate_object(id);
-    } catch (const PortableServer::POA::ObjectNotActive&) {
-    } catch (const CORBA::SystemException&) {
-      // The ORB has shut down: its POAs, and the activation, are gone.
-    }
-  }
+  IrUpcallGuard guard(ir_upcall_mutex());
+  if (root == active_root) active_root = nullptr;
 }
 
 CORBA::Object_ptr ir_root_reference(CORBA_Repository_Impl* root) {
@@ -295,6 +411,15 @@ void ir_flush_anonymous() {
 CORBA_IRObject_Impl* ir_servant_for_oid(const std::string& oid) {
   CORBA_Repository_Impl* root = get_repository_impl();
   if (!root) return nullptr;
+  std::int64_t key = 0;
+  if (ir_parse_key_object_id(oid, &key)) {
+    try {
+      return static_cast<CORBA_Contained_Impl*>(
+          root->get_irs()->IRFindObjectByKey(key));
+    } catch (const IRStore::Exception& e) {
+      irobj_parse_throw(e.code(), kFile, __LINE__, oid.c_str());
+    }
+  }
   if (!oid.empty() && oid[0] == '~') {
     if (oid.size() > 2 && oid[1] == 'p') {
       char* end = nullptr;

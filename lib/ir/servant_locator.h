@@ -1,9 +1,14 @@
 // How requests reach servants.
 //
 // Every definition lives in one persistent POA ("IR", PERSISTENT,
-// USER_ID, NON_RETAIN, USE_SERVANT_MANAGER) whose object ids are
-// repository ids, so references survive restarts.  Its servant locator
-// finds the servant in the servant cache or builds it from the store.
+// USER_ID, NON_RETAIN, USE_SERVANT_MANAGER) whose object ids are the
+// records' keys ("~k<key>"), which never change and are never reused: a
+// reference survives changes of id, name and container and restarts, and
+// a reference to a destroyed definition names nothing for good.  Its
+// servant locator finds the servant in the servant cache by key (no store
+// call on a hit) or builds it from the store.  An object id that is not
+// of this form and does not start with '~' is a repository id: the form
+// of references made before the records had keys, still served.
 // Anonymous types (primitive, string, wstring, sequence, array) get
 // object ids of their own ("~p<kind>" for the shared primitives,
 // "~a<serial>:<in-line form>" for the others, rebuilt from the in-line
@@ -21,6 +26,7 @@
 
 #include <omniORB4/CORBA.h>
 
+#include <cstdint>
 #include <mutex>
 #include <string>
 
@@ -31,11 +37,25 @@ class CORBA_Repository_Impl;
 std::recursive_mutex& ir_upcall_mutex();
 using IrUpcallGuard = std::lock_guard<std::recursive_mutex>;
 
-// Creates the IR POA and its locator on `orb` (once per process) and
-// activates the POA managers.  Safe to call again.
+// Creates the IR POA and its locator on `orb` (once per process).  From
+// then on every request that reaches the process waits (in a request
+// interceptor, before omniORB looks its object key up) until
+// ir_poa_activate(): a request for the root before it exists would
+// otherwise be told OBJECT_NOT_EXIST.  Safe to call again.
 void ir_poa_init(CORBA::ORB_ptr orb);
+// Lets requests through: called once the root and its store are ready.
+void ir_poa_activate();
+// Answers every new request with TRANSIENT (the server is going away;
+// the client may retry elsewhere or later).  Requests already running
+// finish.
+void ir_poa_discard();
 PortableServer::POA_ptr ir_poa();  // not duplicated
 CORBA::ORB_ptr ir_orb();           // not duplicated
+
+// The object id of the definition whose record has `key`.
+std::string ir_key_object_id(std::int64_t key);
+// The key in an object id of that form, or false.
+bool ir_parse_key_object_id(const std::string& oid, std::int64_t* key);
 
 // A reference in the IR POA with the standard repository id of `kind`.
 CORBA::Object_ptr ir_make_reference(const std::string& oid,

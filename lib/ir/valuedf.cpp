@@ -48,8 +48,7 @@ const IrOperationTexts kOperationTexts{
 // The repository id behind a reference to a definition of ours ("" when
 // it is nil or not one).
 std::string def_id_of(CORBA::Object_ptr ref) {
-  std::string key = ir_object_key_of(ref);
-  return key.empty() || key[0] == '~' ? std::string() : key;
+  return ir_definition_id_of(ref);
 }
 
 // The contained servant behind `ref` when the definition still exists,
@@ -724,19 +723,21 @@ void CORBA_ValueDef_Impl::name(const char* new_name) {
 
 void CORBA_ValueDef_Impl::changeID(const char* old_id, const char* new_id) {
   int changed = 0;
-  if (def_id_of(s_.base_value.in()) == old_id) {
+  if (ir_names_changing_id(s_.base_value.in(), old_id, new_id)) {
     CORBA::Object_var ref = reference_under(new_id, CORBA::dk_Value);
     s_.base_value = CORBA::ValueDef::_unchecked_narrow(ref);
     ++changed;
   }
   for (CORBA::ULong i = 0; i < s_.abstract_base_values.length(); ++i) {
-    if (def_id_of(s_.abstract_base_values[i]) != old_id) continue;
+    if (!ir_names_changing_id(s_.abstract_base_values[i], old_id, new_id))
+      continue;
     CORBA::Object_var ref = reference_under(new_id, CORBA::dk_Value);
     s_.abstract_base_values[i] = CORBA::ValueDef::_unchecked_narrow(ref);
     ++changed;
   }
   for (CORBA::ULong i = 0; i < s_.supported_interfaces.length(); ++i) {
-    if (def_id_of(s_.supported_interfaces[i]) != old_id) continue;
+    if (!ir_names_changing_id(s_.supported_interfaces[i], old_id, new_id))
+      continue;
     CORBA::Object_var ref =
         reference_under(new_id, ir_kind_behind(s_.supported_interfaces[i]));
     s_.supported_interfaces[i] = CORBA::InterfaceDef::_unchecked_narrow(ref);

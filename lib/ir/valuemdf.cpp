@@ -116,6 +116,8 @@ void CORBA_ValueMemberDef_Impl::access(CORBA::Visibility access) {
   // Deliberately not written to the store: the next change that rewrites
   // the record takes it along.
   access_ = access;
+  unstored_access_ = true;
+  ir_note_change();
   ir_value_members_changed(own_defined_in());
 }
 
@@ -157,6 +159,7 @@ void CORBA_ValueMemberDef_Impl::object_to_stream(Encapsulation& e) {
   narrow_and_continue_streaming(type_def_.in(), e);
   // Sign-extended to 32 bits.
   e.put_ulong(static_cast<CORBA::ULong>(static_cast<CORBA::Long>(access_)));
+  unstored_access_ = false;  // the record being written takes it along
 }
 
 void CORBA_ValueMemberDef_Impl::stream_to_object(const char* name,

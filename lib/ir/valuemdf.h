@@ -52,6 +52,9 @@ class CORBA_ValueMemberDef_Impl : public virtual POA_IRExt::ValueMemberDef,
   // PUBLIC_MEMBER; the current value does nothing, whatever it is.
   void access(CORBA::Visibility access) override;
   CORBA::Contained::Description* describe() override;
+  // An access that the record does not hold yet keeps this servant in the
+  // servant cache.
+  bool has_unstored_state() const override { return unstored_access_; }
 
   // The description of describe() and describe_value.
   CORBA::ValueMember description();
@@ -71,6 +74,7 @@ class CORBA_ValueMemberDef_Impl : public virtual POA_IRExt::ValueMemberDef,
   CORBA::TypeCode_var type_;
   CORBA::IDLType_var type_def_;
   CORBA::Visibility access_ = CORBA::PRIVATE_MEMBER;
+  bool unstored_access_ = false;  // access_ differs from the record's
 };
 
 #endif

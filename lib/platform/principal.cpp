@@ -6,27 +6,30 @@
 
 namespace {
 
-thread_local std::string current_peer;
+// The peer address of the request this thread serves: the connection's
+// own string, which lives as long as the connection and so for the whole
+// request (copied only when someone asks, which is rare; every request
+// passes here).
+thread_local const char* current_peer = nullptr;
 thread_local bool entered = false;
 thread_local std::string current_target;
 
 CORBA::Boolean on_receive(
     omni::omniInterceptors::serverReceiveRequest_T::info_T& info) {
-  const char* peer = info.peeraddress();
-  current_peer = peer ? peer : "";
+  current_peer = info.peeraddress();
   entered = false;
-  current_target.clear();
+  if (!current_target.empty()) current_target.clear();
   return 1;
 }
 
 CORBA::Boolean on_reply(omni::omniInterceptors::serverSendReply_T::info_T&) {
-  current_peer.clear();
+  current_peer = nullptr;
   return 1;
 }
 
 CORBA::Boolean on_exception(
     omni::omniInterceptors::serverSendException_T::info_T&) {
-  current_peer.clear();
+  current_peer = nullptr;
   return 1;
 }
 
@@ -39,10 +42,10 @@ void KALDInstallPrincipalTracking() {
   ic->serverSendException.add(on_exception);
 }
 
-std::string KALDCurrentPrincipal() { return current_peer; }
+std::string KALDCurrentPrincipal() { return current_peer ? current_peer : ""; }
 
 bool KALDEnterRequest() {
-  if (current_peer.empty() || entered) return false;
+  if (!current_peer || !*current_peer || entered) return false;
   entered = true;
   return true;
 }

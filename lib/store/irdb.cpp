@@ -2,27 +2,53 @@
 //
 // Tables
 //   record(seq, id, kind, name, parent, body)
-//       one row per definition.  `seq` is the rowid and keeps creation
-//       order: every list is returned ORDER BY seq.  `parent` references
-//       record(id) (NULL for the root).
+//       one row per definition.  `seq` is the rowid and the record's key:
+//       assigned by the store from meta.next_key, never changed, never
+//       reused.  Keys grow with creation, so every list is returned
+//       ORDER BY seq.  `parent` references record(id) (NULL for the root).
 //   link(src, dst, kind, pos)
 //       use links (kind 1, a multiset) and inheritance links (kind 2,
 //       ordered by pos).  Both ends reference record(id).
-// Foreign keys cascade on update, so changing a record's key (IRReKey)
-// moves its children and links with one UPDATE.  Every operation is a
-// handful of statements that reach rows through an index; the only
-// exception is IRFindObjects without a scope, which is a search over every
+//   comment(seq, text)
+//       documentation comments, removed with their record.
+//   meta(name, value)
+//       next_key: no key at or above it has been handed out.
+// Foreign keys cascade on update, so changing a record's id (IRReKey)
+// moves its children and links with one UPDATE.
+//
+// Keys are handed out from a counter in memory.  meta.next_key stays
+// ahead of it: it is raised by kKeyReserve when a writer opens the file
+// (so that keys handed out in a user transaction that a crash then loses
+// are not handed out again after the restart, up to that many) and in the
+// same transaction as any insert that reaches it; after a rollback the
+// counter keeps its value, and a cancelled user transaction writes the
+// counter back at once.
+//
+// Format 1 (no keys of its own, no comments) is upgraded in place by the
+// first writable open, in one transaction: a crash leaves format 1.  Every
+// operation is a handful of statements that reach rows through an index; the
+// only exception is IRFindObjects without a scope, which is a search over every
 // record by nature.  query_plans() lets a test check this.
 //
-// Durability: WAL journal with synchronous=NORMAL.  A commit has written
-// the WAL file when it returns, so a committed update survives the process
-// being killed (kill -9); an operating system crash or power loss may lose
-// the last commits but never damages the file.
+// Durability: WAL journal with synchronous=FULL by default: a commit
+// returns once the WAL file has been synced, so a committed update
+// survives a power cut.  With Options::full_sync false, synchronous=NORMAL:
+// a commit has written the WAL file when it returns, so it survives the
+// process being killed (kill -9); an operating system crash or power loss
+// may lose the last commits but never damages the file.
 //
 // Exclusive use: a writer opens with locking_mode=EXCLUSIVE and keeps the
 // file locked until it closes, so a second process (or connection) cannot
 // open the database; it is refused with kBusy.  A read-only store takes
 // ordinary shared locks: readers coexist, but not with a writer.
+//
+// Damage: a file up to Options::check_at_open_limit bytes is checked
+// (quick_check) before it is used.  A larger one would make start-up as
+// slow as reading the whole file: it is checked by a thread of its own,
+// on a connection of its own that opens the file as immutable (no locks,
+// main file only, the WAL ignored).  While that check runs the writer does
+// not checkpoint, so the main file does not change under it; afterwards
+// checkpoints resume.  A failed check refuses every change from then on.
 //
 // The file is ours when application_id is kApplicationId and user_version
 // is a format this code reads; anything else is refused before the file is
@@ -34,11 +60,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <mutex>
 #include <string_view>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -46,7 +76,8 @@
 namespace {
 
 constexpr int kApplicationId = 0x49524442;  // "IRDB"
-constexpr int kFormatVersion = 1;
+constexpr int kFormatVersion = 2;
+constexpr std::int64_t kKeyReserve = 1 << 16;
 constexpr int kAllKinds = 1;  // dk_all: a kind filter that accepts all
 
 const std::string kNoKey;
@@ -89,6 +120,16 @@ int StoreCode(int rc) {
 constexpr const char kParentIndexSql[] =
     "CREATE INDEX IF NOT EXISTS record_parent ON record(parent)";
 
+// Tables and the key counter that format 2 adds to format 1.
+constexpr const char kFormat2Tables[] =
+    "CREATE TABLE comment("
+    " seq INTEGER PRIMARY KEY REFERENCES record(seq) ON DELETE CASCADE,"
+    " text TEXT NOT NULL);"
+    "CREATE TABLE meta(name TEXT PRIMARY KEY, value INTEGER NOT NULL)"
+    " WITHOUT ROWID;"
+    "INSERT INTO meta(name, value)"
+    " SELECT 'next_key', coalesce(max(seq), 0) + 1 FROM record;";
+
 std::string SchemaSql() {
   return "BEGIN IMMEDIATE;"
          "CREATE TABLE record("
@@ -111,14 +152,21 @@ std::string SchemaSql() {
          " kind INTEGER NOT NULL,"
          " pos INTEGER NOT NULL);"
          "CREATE INDEX link_src ON link(src, kind, pos);"
-         "CREATE INDEX link_dst ON link(dst, kind);"
-         "PRAGMA application_id = " +
-         std::to_string(kApplicationId) +
+         "CREATE INDEX link_dst ON link(dst, kind);" +
+         std::string(kFormat2Tables) +
+         "PRAGMA application_id = " + std::to_string(kApplicationId) +
          ";"
          "PRAGMA user_version = " +
          std::to_string(kFormatVersion) +
          ";"
          "COMMIT";
+}
+
+// Format 1 to format 2, in one transaction.
+std::string UpgradeSql() {
+  return std::string("BEGIN IMMEDIATE;") + kParentIndexSql + ";" +
+         kFormat2Tables +
+         "PRAGMA user_version = " + std::to_string(kFormatVersion) + ";COMMIT";
 }
 
 // The statements of the operations.  CROSS JOIN fixes the join order where
@@ -132,18 +180,40 @@ namespace sql {
   " CROSS JOIN link ON link.src = bases.id AND link.kind = 2)"
 
 constexpr const char kSelectRecord[] =
-    "SELECT kind, name, parent, body FROM record WHERE id = ?1";
+    "SELECT kind, name, parent, body, seq FROM record WHERE id = ?1";
+constexpr const char kSelectRecordByKey[] =
+    "SELECT kind, name, parent, body, id FROM record WHERE seq = ?1";
+constexpr const char kIdOfKey[] = "SELECT id FROM record WHERE seq = ?1";
+// ?1 a JSON array of ids.
+constexpr const char kRefsOf[] =
+    "SELECT record.id, record.seq, record.kind, record.name, record.parent"
+    " FROM json_each(?1) AS j"
+    " CROSS JOIN record ON record.id = j.value ORDER BY j.key";
 constexpr const char kSelectHeader[] =
     "SELECT kind, name, parent FROM record WHERE id = ?1";
 constexpr const char kExists[] = "SELECT 1 FROM record WHERE id = ?1";
 constexpr const char kInsert[] =
-    "INSERT INTO record(id, kind, name, parent, body)"
-    " VALUES(?1, ?2, ?3, ?4, ?5)";
-constexpr const char kUpsert[] =
-    "INSERT INTO record(id, kind, name, parent, body)"
-    " VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET"
-    " kind = excluded.kind, name = excluded.name, parent = excluded.parent,"
-    " body = excluded.body";
+    "INSERT INTO record(id, kind, name, parent, body, seq)"
+    " VALUES(?1, ?2, ?3, ?4, ?5, ?6)";
+constexpr const char kUpdateByKey[] =
+    "UPDATE record SET kind = ?2, name = ?3, parent = ?4, body = ?5"
+    " WHERE seq = ?6";
+constexpr const char kUpdateById[] =
+    "UPDATE record SET kind = ?2, name = ?3, parent = ?4, body = ?5"
+    " WHERE id = ?1 RETURNING seq";
+constexpr const char kReadNextKey[] =
+    "SELECT value FROM meta WHERE name = 'next_key'";
+constexpr const char kWriteNextKey[] =
+    "UPDATE meta SET value = max(value, ?1) WHERE name = 'next_key'";
+constexpr const char kMaxKey[] = "SELECT coalesce(max(seq), 0) FROM record";
+constexpr const char kGetComment[] =
+    "SELECT comment.text FROM record CROSS JOIN comment"
+    " ON comment.seq = record.seq WHERE record.id = ?1";
+constexpr const char kSetComment[] =
+    "INSERT INTO comment(seq, text) SELECT seq, ?2 FROM record"
+    " WHERE id = ?1 ON CONFLICT(seq) DO UPDATE SET text = excluded.text";
+constexpr const char kDropComment[] =
+    "DELETE FROM comment WHERE seq = (SELECT seq FROM record WHERE id = ?1)";
 constexpr const char kSetParent[] =
     "UPDATE record SET parent = ?2 WHERE id = ?1";
 constexpr const char kRename[] = "UPDATE record SET name = ?2 WHERE id = ?1";
@@ -258,9 +328,9 @@ constexpr const char kDoomedDetach[] =
 constexpr const char kDoomedDelete[] =
     "DELETE FROM record WHERE id IN (SELECT id FROM doomed)";
 
-// Bulk listings.  Positions first (cheap, and counted for the page
-// total), then the summaries of one page by position.
-constexpr const char kChildSeqs[] =
+// Bulk listings.  Keys first (cheap, and counted for the page total),
+// then the summaries of one page by key.
+constexpr const char kChildKeys[] =
     "SELECT seq FROM record WHERE parent = ?1 ORDER BY seq";
 // ?1 pattern (lower-case for the case-insensitive forms), ?2 accepted
 // kinds as in kFindByName, ?3 scope.  The root (no parent) never matches.
@@ -289,7 +359,7 @@ constexpr const char kSearchIdNoCaseBelow[] =
     IR_SEARCH_BELOW("lower(record.id)");
 #undef IR_SEARCH
 #undef IR_SEARCH_BELOW
-// ?1 a JSON array of positions.
+// ?1 a JSON array of keys.
 constexpr const char kSummaries[] =
     "SELECT r.seq, r.kind, r.name, r.id, r.parent, substr(r.body, 1, 64),"
     " (SELECT count(*) FROM record AS c WHERE c.parent = r.id)"
@@ -322,10 +392,20 @@ constexpr const char kOutsideRefs[] =
 // Every statement with parameters, for query_plans().
 constexpr const char* kAll[] = {
     kSelectRecord,
+    kSelectRecordByKey,
+    kIdOfKey,
+    kRefsOf,
     kSelectHeader,
     kExists,
     kInsert,
-    kUpsert,
+    kUpdateByKey,
+    kUpdateById,
+    kReadNextKey,
+    kWriteNextKey,
+    kMaxKey,
+    kGetComment,
+    kSetComment,
+    kDropComment,
     kSetParent,
     kRename,
     kReKey,
@@ -354,7 +434,7 @@ constexpr const char* kAll[] = {
     kDoomedLinksTo,
     kDoomedDetach,
     kDoomedDelete,
-    kChildSeqs,
+    kChildKeys,
     kSearchName,
     kSearchId,
     kSearchNameNoCase,
@@ -423,17 +503,48 @@ struct IRDB::Impl {
   [[noreturn]] void Fail(int rc, const std::string& key);
   // Runs a statement without parameters, ignoring any rows.
   void Exec(std::string_view text);
-  // Throws kReadOnly when the store is read-only.
+  // Throws kReadOnly when the store is read-only, kStoreFailure when the
+  // open user transaction has been lost.
   void RequireWritable() const;
-  // Writes the record of `obj` with kInsert or kUpsert.
-  void WriteObject(const char* text, StoredObject* obj);
+  // Throws kStoreFailure when the open user transaction has been lost.
+  void RequireNotLost() const {
+    if (!lost.empty()) {
+      throw Exception(kStoreFailure,
+                      "the user transaction was rolled back by a store "
+                      "failure (cancel it): " +
+                          lost);
+    }
+  }
+  // Writes the record of `obj`: always a new record when `insert`, else
+  // as IRStoreObject says.
+  void WriteObject(StoredObject* obj, bool insert);
+  // The next key, raising meta.next_key (in the current transaction)
+  // when the counter reaches it.
+  std::int64_t AllocateKey();
+  // Writes meta.next_key = the counter + kKeyReserve.
+  void ReserveKeys();
+  // Opening a writer: the counter starts above every key ever handed out
+  // and meta.next_key is moved kKeyReserve ahead of it (committed).
+  void StartKeys();
+  // After a rollback the reservation may have gone with it: the next
+  // insert writes it again.
+  void KeysRolledBack() { reserved_key = next_key; }
   std::string Savepoint(const char* verb, int level) const {
     return std::string(verb) + " u" + std::to_string(level);
   }
+  // True when the update at `depth` is a transaction of its own: the
+  // outermost one outside user transactions.
+  bool OwnTransaction() const { return depth == 0 && !user_transaction; }
 
   void CheckFile();
   // The format version written in the file's header (user_version).
   long long ReadFormat();
+  // The integrity check of a large file, run by `checker`.
+  void CheckInBackground();
+  // Once the background check has ended, the writer checkpoints again.
+  void ResumeCheckpoints();
+  // quick_check on `conn`: "" when the file is intact, else what it found.
+  static std::string QuickCheck(sqlite3* conn, int* rc);
   [[noreturn]] void Refuse(const std::string& why) const {
     throw Exception(kStoreFailure, "database " + path + " " + why);
   }
@@ -444,10 +555,29 @@ struct IRDB::Impl {
   // Keyed by views of the SQL text kept by each statement itself.
   std::unordered_map<std::string_view, StatementPtr> statements;
   unsigned long run = 0;
-  int depth = 0;  // open updates (savepoints u0 .. u<depth-1>)
+  // Open updates: update n is savepoint u<n>, except the outermost outside
+  // a user transaction, which is a transaction.
+  int depth = 0;
+  std::int64_t next_key = 0;      // the next key to hand out
+  std::int64_t reserved_key = 0;  // meta.next_key as this process wrote it
   bool user_transaction = false;
+  // Why SQLite rolled the open user transaction back; empty while it is
+  // intact.
+  std::string lost;
   bool opening = true;  // failures are reported as failures to open
   ObjectFactory* factory = nullptr;
+
+  // The background integrity check.
+  Options options;
+  bool check_deferred = false;
+  std::atomic<int> integrity{static_cast<int>(Integrity::kPassed)};
+  mutable std::mutex check_mutex;  // guards check_detail and check_db
+  std::string check_detail;
+  sqlite3* check_db = nullptr;  // the checker's connection while it runs
+  bool checkpoints_paused = false;
+  std::thread checker;
+
+  ~Impl();
 };
 
 // One run of a cached statement: binds, steps, reads columns, and resets
@@ -565,8 +695,10 @@ class IRDB::Impl::Atomic {
   bool done_ = false;
 };
 
-IRDB::Impl::Impl(const char* file, Options options)
-    : path(file ? file : kDefaultPath), read_only(options.read_only) {
+IRDB::Impl::Impl(const char* file, Options options_in)
+    : path(file ? file : kDefaultPath),
+      read_only(options_in.read_only),
+      options(std::move(options_in)) {
   // (An empty file is refused by CheckFile.)
   struct stat st;
   if (read_only && stat(path.c_str(), &st) != 0) {
@@ -593,10 +725,104 @@ IRDB::Impl::Impl(const char* file, Options options)
       Refuse("cannot be switched to WAL journal mode");
     }
   }  // `wal` is reset here
-  Exec("PRAGMA synchronous = NORMAL");
+  Exec(options.full_sync ? "PRAGMA synchronous = FULL"
+                         : "PRAGMA synchronous = NORMAL");
   Exec("PRAGMA foreign_keys = ON");
   Exec(sql::kDoomedTable);
+  if (!read_only) StartKeys();
   opening = false;
+  if (check_deferred) {
+    if (!read_only) {
+      Exec("PRAGMA wal_autocheckpoint = 0");
+      checkpoints_paused = true;
+    }
+    integrity = static_cast<int>(Integrity::kChecking);
+    checker = std::thread([this] { CheckInBackground(); });
+  }
+}
+
+IRDB::Impl::~Impl() {
+  if (checker.joinable()) {
+    {
+      std::lock_guard<std::mutex> lock(check_mutex);
+      if (check_db) sqlite3_interrupt(check_db);
+    }
+    checker.join();
+  }
+}
+
+std::string IRDB::Impl::QuickCheck(sqlite3* conn, int* rc_out) {
+  std::string problems;
+  sqlite3_stmt* raw = nullptr;
+  int rc = sqlite3_prepare_v2(conn, "PRAGMA quick_check", -1, &raw, nullptr);
+  const StatementPtr check(raw);
+  while (rc == SQLITE_OK || rc == SQLITE_ROW) {
+    rc = sqlite3_step(raw);
+    if (rc != SQLITE_ROW) break;
+    const auto* text = sqlite3_column_text(raw, 0);
+    std::string line = text ? reinterpret_cast<const char*>(text) : "";
+    if (line == "ok") continue;
+    for (char& c : line) c = c == '\n' ? ' ' : c;
+    problems += (problems.empty() ? "" : "; ") + line;
+  }
+  if (rc == SQLITE_DONE) rc = SQLITE_OK;
+  if (rc != SQLITE_OK && problems.empty()) problems = sqlite3_errmsg(conn);
+  *rc_out = rc;
+  return problems;
+}
+
+void IRDB::Impl::CheckInBackground() {
+  // The path as a URI: '%', '?' and '#' would be read as URI syntax.
+  std::string uri = "file:";
+  for (char c : path) {
+    if (c == '%' || c == '?' || c == '#') {
+      static const char kHex[] = "0123456789abcdef";
+      uri += '%';
+      uri += kHex[(c >> 4) & 0xf];
+      uri += kHex[c & 0xf];
+    } else {
+      uri += c;
+    }
+  }
+  uri += "?immutable=1";
+  sqlite3* conn = nullptr;
+  int rc = sqlite3_open_v2(
+      uri.c_str(), &conn,
+      SQLITE_OPEN_READONLY | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
+  const ConnectionPtr owner(conn);
+  std::string problems;
+  if (rc == SQLITE_OK) {
+    {
+      std::lock_guard<std::mutex> lock(check_mutex);
+      check_db = conn;
+    }
+    problems = QuickCheck(conn, &rc);
+    std::lock_guard<std::mutex> lock(check_mutex);
+    check_db = nullptr;
+  } else {
+    problems = conn ? sqlite3_errmsg(conn) : "cannot open it to check it";
+  }
+  // Interrupted: the store is closing, and nothing is known.
+  if (rc == SQLITE_INTERRUPT) return;
+  {
+    std::lock_guard<std::mutex> lock(check_mutex);
+    check_detail = problems;
+  }
+  integrity = static_cast<int>(problems.empty() ? Integrity::kPassed
+                                                : Integrity::kFailed);
+  if (!problems.empty() && options.on_damage) {
+    options.on_damage("database " + path + " is damaged: " + problems +
+                      "; every change is refused");
+  }
+}
+
+void IRDB::Impl::ResumeCheckpoints() {
+  if (!checkpoints_paused ||
+      integrity == static_cast<int>(Integrity::kChecking))
+    return;
+  checkpoints_paused = false;
+  if (checker.joinable()) checker.join();
+  Exec("PRAGMA wal_autocheckpoint = 1000");
 }
 
 long long IRDB::Impl::ReadFormat() {
@@ -628,17 +854,19 @@ void IRDB::Impl::CheckFile() {
     return;
   }
 
-  std::string problems;
-  {
-    Query check(*this, "PRAGMA quick_check");
-    while (check.Next()) {
-      std::string line = check.Text(0);
-      if (line == "ok") continue;
-      for (char& c : line) c = c == '\n' ? ' ' : c;
-      problems += (problems.empty() ? "" : "; ") + line;
-    }
+  struct stat st;
+  const bool large =
+      stat(path.c_str(), &st) == 0 &&
+      static_cast<std::uint64_t>(st.st_size) > options.check_at_open_limit;
+  if (large) {
+    check_deferred = true;
+  } else {
+    ++run;
+    int rc = SQLITE_OK;
+    const std::string problems = QuickCheck(db.get(), &rc);
+    if (rc != SQLITE_OK) Fail(rc, kNoKey);
+    if (!problems.empty()) Refuse("is damaged: " + problems);
   }
-  if (!problems.empty()) Refuse("is damaged: " + problems);
 
   if (app_id != kApplicationId) {
     Refuse("is not an interface repository database");
@@ -648,15 +876,34 @@ void IRDB::Impl::CheckFile() {
            std::to_string(user_version) + ", this one reads " +
            std::to_string(kFormatVersion) + ")");
   }
-  if (user_version != kFormatVersion) {
+  if (user_version < 1) {
     Refuse("is not an interface repository database (format " +
            std::to_string(user_version) + ")");
   }
-  if (read_int("SELECT count(*) FROM sqlite_schema WHERE type = 'table'"
-               " AND name IN ('record', 'link')") != 2) {
+  const long long tables = read_int(
+      "SELECT count(*) FROM sqlite_schema WHERE type = 'table'"
+      " AND name IN ('record', 'link', 'comment', 'meta')");
+  if (tables != (user_version == 1 ? 2 : 4)) {
     Refuse("is damaged: tables are missing");
   }
-  if (!read_only) Exec(kParentIndexSql);
+  if (user_version < kFormatVersion) {
+    if (read_only) {
+      Refuse("was written by an older version (format " +
+             std::to_string(user_version) +
+             "); open it once without --read-only to upgrade it");
+    }
+    ++run;
+    // One transaction: on failure SQLite rolls it back (or closing the
+    // connection does), and the file keeps format 1.
+    const int rc =
+        sqlite3_exec(db.get(), UpgradeSql().c_str(), nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) {
+      const std::string message = sqlite3_errmsg(db.get());
+      sqlite3_exec(db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+      throw Exception(StoreCode(rc), "cannot upgrade database " + path +
+                                         " from format 1: " + message);
+    }
+  }
 }
 
 sqlite3_stmt* IRDB::Impl::Prepare(std::string_view text) {
@@ -678,9 +925,13 @@ void IRDB::Impl::Fail(int rc, const std::string& key) {
   const std::string message = sqlite3_errmsg(db.get());
   // Some failures (I/O error, full disk, out of memory) make SQLite roll
   // the whole transaction back; the open updates went with it.
+  // A user transaction lost that way stays open, as lost, until the
+  // client cancels it: until then every change and its end fail, so that
+  // the client learns that its earlier changes have gone.
   if (sqlite3_get_autocommit(db.get())) {
+    if (user_transaction && lost.empty()) lost = message;
     depth = 0;
-    user_transaction = false;
+    KeysRolledBack();
   }
   std::string text;
   if (opening) {
@@ -710,17 +961,66 @@ void IRDB::Impl::RequireWritable() const {
   if (read_only) {
     throw Exception(kReadOnly, "database " + path + " is open read-only");
   }
+  if (integrity == static_cast<int>(Integrity::kFailed)) {
+    std::lock_guard<std::mutex> lock(check_mutex);
+    throw Exception(kStoreFailure,
+                    "database " + path +
+                        " is damaged, changes are refused: " + check_detail);
+  }
+  RequireNotLost();
 }
 
-void IRDB::Impl::WriteObject(const char* text, StoredObject* obj) {
+void IRDB::Impl::WriteObject(StoredObject* obj, bool insert) {
   RequireWritable();
   if (!obj) throw Exception(kBadState, "no object to write");
-  const std::string id = obj->store_key(), name = obj->store_name(),
+  const std::string id = obj->store_id(), name = obj->store_name(),
                     parent = obj->store_parent();
   const std::vector<std::uint8_t> body = obj->store_body();
-  Query q(*this, text, id);
-  q.Bind(1, id).Bind(2, obj->store_kind()).Bind(3, name);
-  q.BindParent(4, parent).BindBlob(5, body).Run();
+  const long long kind = obj->store_kind();
+  const std::int64_t key = insert ? 0 : obj->store_key();
+  if (key > 0) {
+    Query q(*this, sql::kUpdateByKey, id);
+    q.Bind(1, id).Bind(2, kind).Bind(3, name);
+    q.BindParent(4, parent).BindBlob(5, body).Bind(6, key);
+    if (q.Change() == 0) throw Exception(kNoSuchRecord, "no record " + id);
+    return;
+  }
+  if (!insert) {
+    Query q(*this, sql::kUpdateById, id);
+    q.Bind(1, id).Bind(2, kind).Bind(3, name);
+    q.BindParent(4, parent).BindBlob(5, body);
+    if (q.Next()) {
+      obj->store_set_key(q.Int(0));
+      return;
+    }
+  }
+  const std::int64_t new_key = AllocateKey();
+  Query q(*this, sql::kInsert, id);
+  q.Bind(1, id).Bind(2, kind).Bind(3, name);
+  q.BindParent(4, parent).BindBlob(5, body).Bind(6, new_key).Run();
+  obj->store_set_key(new_key);
+}
+
+std::int64_t IRDB::Impl::AllocateKey() {
+  if (next_key >= reserved_key) ReserveKeys();
+  return next_key++;
+}
+
+void IRDB::Impl::ReserveKeys() {
+  const std::int64_t reserve = next_key + kKeyReserve;
+  Query q(*this, sql::kWriteNextKey);
+  q.Bind(1, reserve).Run();
+  reserved_key = reserve;
+}
+
+void IRDB::Impl::StartKeys() {
+  auto read_int = [this](const char* text) {
+    Query q(*this, text);
+    return q.Next() ? q.Int(0) : 0;
+  };
+  next_key = std::max<std::int64_t>(read_int(sql::kReadNextKey),
+                                    read_int(sql::kMaxKey) + 1);
+  ReserveKeys();
 }
 
 // --- IRDB --------------------------------------------------------------------
@@ -763,29 +1063,57 @@ std::vector<std::string> IRDB::query_plans() {
 
 // --- updates and user transactions -------------------------------------------
 
+// The outermost update outside a user transaction is a transaction of its
+// own (BEGIN ... COMMIT); the others are savepoints in it.  (A savepoint
+// as the outermost transaction would be no good: when its RELEASE fails
+// to commit, SQLite discards its changes but keeps the transaction open,
+// so that a retry would "commit" nothing.)  A failed COMMIT makes SQLite
+// roll the transaction back: Fail() notes it, and the update is gone.
 void IRDB::IRBeginUpdate() {
   impl_->RequireWritable();
-  impl_->Exec(impl_->Savepoint("SAVEPOINT", impl_->depth));
+  impl_->ResumeCheckpoints();
+  if (impl_->OwnTransaction()) {
+    impl_->Exec("BEGIN IMMEDIATE");
+  } else {
+    impl_->Exec(impl_->Savepoint("SAVEPOINT", impl_->depth));
+  }
   ++impl_->depth;
 }
 
 void IRDB::IREndUpdate() {
   impl_->RequireWritable();
   if (impl_->depth == 0) throw Exception(kBadState, "no update is open");
-  // On failure the update stays open (unless SQLite rolled it back).
-  impl_->Exec(impl_->Savepoint("RELEASE", impl_->depth - 1));
   --impl_->depth;
+  try {
+    if (impl_->OwnTransaction()) {
+      impl_->Exec("COMMIT");
+    } else {
+      impl_->Exec(impl_->Savepoint("RELEASE", impl_->depth));
+    }
+  } catch (const Exception&) {
+    // Still open (unless SQLite rolled it back, when Fail() set depth 0).
+    if (!sqlite3_get_autocommit(impl_->db.get())) ++impl_->depth;
+    throw;
+  }
 }
 
 void IRDB::IRCancelUpdate() {
-  impl_->RequireWritable();
+  // (A lost user transaction has no updates left: depth is 0.)
+  if (impl_->read_only) impl_->RequireWritable();
   if (impl_->depth == 0) throw Exception(kBadState, "no update is open");
-  const int level = impl_->depth - 1;
-  impl_->Exec(impl_->Savepoint("ROLLBACK TO", level));
-  impl_->Exec(impl_->Savepoint("RELEASE", level));
   --impl_->depth;
+  if (impl_->OwnTransaction()) {
+    impl_->Exec("ROLLBACK");
+  } else {
+    impl_->Exec(impl_->Savepoint("ROLLBACK TO", impl_->depth));
+    impl_->Exec(impl_->Savepoint("RELEASE", impl_->depth));
+  }
+  impl_->KeysRolledBack();
 }
 
+// A user transaction is BEGIN ... COMMIT.  When the COMMIT fails (the
+// disk failed or is full), SQLite rolls the whole transaction back: it is
+// lost, and stays open as lost until the client cancels it (see Fail()).
 void IRDB::IRBeginUserTransaction() {
   impl_->RequireWritable();
   if (impl_->user_transaction) {
@@ -794,6 +1122,7 @@ void IRDB::IRBeginUserTransaction() {
   if (impl_->depth > 0) {
     throw Exception(kBadState, "a user transaction cannot begin in an update");
   }
+  impl_->ResumeCheckpoints();
   impl_->Exec("BEGIN IMMEDIATE");
   impl_->user_transaction = true;
 }
@@ -811,31 +1140,55 @@ void IRDB::IREndUserTransaction() {
 }
 
 void IRDB::IRCancelUserTransaction() {
-  impl_->RequireWritable();
+  if (impl_->read_only) impl_->RequireWritable();
   if (!impl_->user_transaction) {
     throw Exception(kBadState, "no user transaction is open");
   }
-  // Rolls back the updates still open in it as well.
-  impl_->Exec("ROLLBACK");
+  const std::string lost = std::move(impl_->lost);
+  impl_->lost.clear();
+  if (lost.empty()) {
+    // Rolls back the updates still open in it as well.
+    impl_->Exec("ROLLBACK");
+  }
   impl_->user_transaction = false;
   impl_->depth = 0;
+  impl_->KeysRolledBack();
+  // Keys handed out in the transaction are known to its clients: write
+  // the counter now, in a transaction of its own.  Should that fail, the
+  // next insert writes it.
+  try {
+    impl_->ReserveKeys();
+  } catch (const Exception&) {
+  }
+  // There was nothing left to cancel: the client learns why.
+  if (!lost.empty()) {
+    throw Exception(kStoreFailure,
+                    "the user transaction had already been rolled back by a "
+                    "store failure: " +
+                        lost);
+  }
 }
 
 bool IRDB::IRInUserTransaction() const { return impl_->user_transaction; }
 
 bool IRDB::IRReadOnly() const { return impl_->read_only; }
 
+IRStore::Integrity IRDB::IRIntegrity(std::string* detail) const {
+  const auto state = static_cast<Integrity>(impl_->integrity.load());
+  if (detail) {
+    std::lock_guard<std::mutex> lock(impl_->check_mutex);
+    *detail = impl_->check_detail;
+  }
+  return state;
+}
+
 // --- servants ----------------------------------------------------------------
 
 void IRDB::set_factory(ObjectFactory* factory) { impl_->factory = factory; }
 
-void IRDB::IRStoreObject(StoredObject* obj) {
-  impl_->WriteObject(sql::kUpsert, obj);
-}
+void IRDB::IRStoreObject(StoredObject* obj) { impl_->WriteObject(obj, false); }
 
-void IRDB::IRInsertObject(StoredObject* obj) {
-  impl_->WriteObject(sql::kInsert, obj);
-}
+void IRDB::IRInsertObject(StoredObject* obj) { impl_->WriteObject(obj, true); }
 
 StoredObject* IRDB::IRFindObject(const StoreHandle& h) {
   if (!impl_->factory) throw Exception(kBadState, "no object factory is set");
@@ -844,7 +1197,24 @@ StoredObject* IRDB::IRFindObject(const StoreHandle& h) {
   StoreRecord record;
   // The statement is reset before make(), which may call the store again.
   if (!IRReadRecord(id, record)) return nullptr;
-  return impl_->factory->make(record.kind, record.name, id, record.body);
+  return impl_->factory->make(record.kind, record.name, id, record.key,
+                              record.body);
+}
+
+StoredObject* IRDB::IRFindObjectByKey(std::int64_t key) {
+  if (!impl_->factory) throw Exception(kBadState, "no object factory is set");
+  if (StoredObject* cached = impl_->factory->cached_key(key)) return cached;
+  StoreRecord record;
+  {
+    Impl::Query q(*impl_, sql::kSelectRecordByKey);
+    if (!q.Bind(1, static_cast<long long>(key)).Next()) return nullptr;
+    record.kind = static_cast<int>(q.Int(0));
+    record.name = q.Text(1);
+    record.body = q.Blob(3);
+    record.id = q.Text(4);
+  }
+  return impl_->factory->make(record.kind, record.name, record.id, key,
+                              record.body);
 }
 
 void IRDB::IRObjectOp(const StoreHandle& h) {
@@ -878,7 +1248,32 @@ bool IRDB::IRReadRecord(const std::string& id, StoreRecord& out) {
   out.name = q.Text(1);
   out.parent = q.Text(2);
   out.body = q.Blob(3);
+  out.key = q.Int(4);
   return true;
+}
+
+std::string IRDB::IRIdOfKey(std::int64_t key) {
+  Impl::Query q(*impl_, sql::kIdOfKey);
+  return q.Bind(1, static_cast<long long>(key)).Next() ? q.Text(0)
+                                                       : std::string();
+}
+
+std::vector<StoreRef> IRDB::IRRefsOf(const IdList& ids) {
+  std::vector<StoreRef> refs;
+  if (ids.empty()) return refs;
+  std::string json = "[";
+  for (const std::string& id : ids) {
+    if (json.size() > 1) json += ',';
+    AppendJsonString(json, id);
+  }
+  json += ']';
+  Impl::Query q(*impl_, sql::kRefsOf);
+  q.Bind(1, json);
+  refs.reserve(ids.size());
+  while (q.Next())
+    refs.push_back(StoreRef{q.Text(0), q.Int(1), static_cast<int>(q.Int(2)),
+                            q.Text(3), q.Text(4)});
+  return refs;
 }
 
 int IRDB::IRKindOf(const StoreHandle& h) {
@@ -1017,16 +1412,16 @@ IdList IRDB::IRFindObjects(const std::string& pattern,
 
 // --- bulk listings -----------------------------------------------------------
 
-SeqList IRDB::IRChildSeqs(const StoreHandle& container) {
+KeyList IRDB::IRChildKeys(const StoreHandle& container) {
   IRObjectOp(container);
-  Impl::Query q(*impl_, sql::kChildSeqs, container.key_string());
+  Impl::Query q(*impl_, sql::kChildKeys, container.key_string());
   q.Bind(1, container.key_string());
-  SeqList seqs;
-  while (q.Next()) seqs.push_back(q.Int(0));
-  return seqs;
+  KeyList keys;
+  while (q.Next()) keys.push_back(q.Int(0));
+  return keys;
 }
 
-SeqList IRDB::IRSearch(const StoreSearch& search) {
+KeyList IRDB::IRSearch(const StoreSearch& search) {
   const bool scoped = !search.scope.empty();
   if (scoped) IRObjectOp(StoreHandle(search.scope));
   // SQLite's lower() folds ASCII letters only, as ASCIILower does.
@@ -1043,18 +1438,18 @@ SeqList IRDB::IRSearch(const StoreSearch& search) {
                 search.scope);
   q.Bind(1, pattern).Bind(2, accepted);
   if (scoped) q.Bind(3, search.scope);
-  SeqList seqs;
-  while (q.Next()) seqs.push_back(q.Int(0));
-  return seqs;
+  KeyList keys;
+  while (q.Next()) keys.push_back(q.Int(0));
+  return keys;
 }
 
-std::vector<StoreSummary> IRDB::IRSummaries(const SeqList& seqs) {
+std::vector<StoreSummary> IRDB::IRSummaries(const KeyList& keys) {
   std::vector<StoreSummary> rows;
-  if (seqs.empty()) return rows;
+  if (keys.empty()) return rows;
   std::string json = "[";
-  for (std::int64_t seq : seqs) {
+  for (std::int64_t key : keys) {
     if (json.size() > 1) json += ',';
-    json += std::to_string(seq);
+    json += std::to_string(key);
   }
   json += ']';
   {
@@ -1062,7 +1457,7 @@ std::vector<StoreSummary> IRDB::IRSummaries(const SeqList& seqs) {
     q.Bind(1, json);
     while (q.Next()) {
       StoreSummary row;
-      row.seq = q.Int(0);
+      row.key = q.Int(0);
       row.kind = static_cast<int>(q.Int(1));
       row.name = q.Text(2);
       row.id = q.Text(3);
@@ -1133,6 +1528,31 @@ std::vector<StoreOutsideRef> IRDB::IROutsideRefs(const StoreHandle& h) {
   std::vector<StoreOutsideRef> refs;
   while (q.Next()) refs.push_back(StoreOutsideRef{q.Int(0), q.Text(1)});
   return refs;
+}
+
+// --- documentation comments --------------------------------------------------
+
+std::string IRDB::IRGetComment(const StoreHandle& h) {
+  {
+    Impl::Query q(*impl_, sql::kGetComment, h.key_string());
+    if (q.Bind(1, h.key_string()).Next()) return q.Text(0);
+  }
+  IRObjectOp(h);
+  return std::string();
+}
+
+void IRDB::IRSetComment(const StoreHandle& h, const std::string& text) {
+  impl_->RequireWritable();
+  if (text.empty()) {
+    IRObjectOp(h);
+    Impl::Query q(*impl_, sql::kDropComment, h.key_string());
+    q.Bind(1, h.key_string()).Run();
+    return;
+  }
+  Impl::Query q(*impl_, sql::kSetComment, h.key_string());
+  if (q.Bind(1, h.key_string()).Bind(2, text).Change() == 0) {
+    throw Exception(kNoSuchRecord, "no record " + h.key_string());
+  }
 }
 
 // --- links -------------------------------------------------------------------

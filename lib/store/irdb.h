@@ -2,6 +2,8 @@
 #ifndef IR_STORE_IRDB_H
 #define IR_STORE_IRDB_H
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -18,6 +20,17 @@ class IRDB : public IRStore {
 
   struct Options {
     bool read_only = false;
+    // true: a commit returns once it is on stable storage (it survives a
+    // power cut); false: once the operating system has it (it survives
+    // the process being killed, not a power cut).
+    bool full_sync = true;
+    // Files up to this size are checked for damage when they are opened;
+    // larger ones in a thread of their own once open, so that opening
+    // them takes no longer than opening a small one.
+    std::uint64_t check_at_open_limit = 32ULL << 20;
+    // Called (from that thread) when the check of a large file finds
+    // damage, with what it found.
+    std::function<void(const std::string&)> on_damage;
   };
 
   // Opens (creating when absent, unless read-only) the database `path`
@@ -67,15 +80,19 @@ class IRDB : public IRStore {
   void IRCancelUserTransaction() override;
   bool IRInUserTransaction() const override;
   bool IRReadOnly() const override;
+  Integrity IRIntegrity(std::string* detail) const override;
   void set_factory(ObjectFactory* factory) override;
   void IRStoreObject(StoredObject* obj) override;
   void IRInsertObject(StoredObject* obj) override;
   StoredObject* IRFindObject(const StoreHandle& h) override;
+  StoredObject* IRFindObjectByKey(std::int64_t key) override;
   void IRObjectOp(const StoreHandle& h) override;
   void IRAddContained(const StoreHandle& obj,
                       const StoreHandle& container) override;
   bool IRExists(const StoreHandle& h) override;
   bool IRReadRecord(const std::string& id, StoreRecord& out) override;
+  std::string IRIdOfKey(std::int64_t key) override;
+  std::vector<StoreRef> IRRefsOf(const IdList& ids) override;
   int IRKindOf(const StoreHandle& h) override;
   std::string IRNameOf(const StoreHandle& h) override;
   std::unique_ptr<StoreHandle> IRParentOf(const StoreHandle& h) override;
@@ -98,9 +115,9 @@ class IRDB : public IRStore {
   IdList IRFindObjects(const std::string& pattern,
                        const std::vector<int>& kinds, bool match_ids,
                        const StoreHandle* scope) override;
-  SeqList IRChildSeqs(const StoreHandle& container) override;
-  SeqList IRSearch(const StoreSearch& search) override;
-  std::vector<StoreSummary> IRSummaries(const SeqList& seqs) override;
+  KeyList IRChildKeys(const StoreHandle& container) override;
+  KeyList IRSearch(const StoreSearch& search) override;
+  std::vector<StoreSummary> IRSummaries(const KeyList& keys) override;
   std::vector<std::pair<int, std::uint64_t>> IRCountKinds() override;
   std::vector<StoreOutsideRef> IROutsideRefs(const StoreHandle& h) override;
   void IRAddUse(const StoreHandle& user, const StoreHandle& used) override;
@@ -110,6 +127,8 @@ class IRDB : public IRStore {
   void IRRemoveInherit(const StoreHandle& derived,
                        const StoreHandle& base) override;
   bool IRIsA(const StoreHandle& h, const std::string& target_id) override;
+  std::string IRGetComment(const StoreHandle& h) override;
+  void IRSetComment(const StoreHandle& h, const std::string& text) override;
   void IRReKey(const StoreHandle& from, const StoreHandle& to) override;
   void IRRename(const StoreHandle& h, const std::string& name) override;
   void IRRemove(const StoreHandle& h) override;

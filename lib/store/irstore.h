@@ -1,14 +1,20 @@
 // The persistent store of the interface repository.
 //
-// Every named definition is one record: key = repository id, kind, name,
-// parent (the key of the defining container) and a body (the CDR
-// encapsulation written by the definition's servant).  Besides the
-// records the store keeps links between them:
+// Every named definition is one record: repository id, kind, name, parent
+// (the repository id of the defining container) and a body (the CDR
+// encapsulation written by the definition's servant).  Each record also
+// has a key: a number the store assigns when the record is created, that
+// never changes (whatever happens to the id, name or parent) and is never
+// given to another record, even after the record is removed or its
+// creation rolled back.  Keys grow with creation order.  Store handles
+// name records by repository id; the key is what outlives a change of
+// id.  Besides the records the store keeps links between them:
 //   use links          a record names another as a type (member types,
 //                      results, parameters, exceptions, aliased types);
 //                      a multiset: one link per use
 //   inheritance links  an interface or value type derives from, or
 //                      supports, another; ordered by position
+// and documentation comments, one per record at most.
 // The store also turns records into servants: IRFindObject asks the
 // ObjectFactory for a cached servant and, failing that, builds one from
 // the record.
@@ -37,7 +43,12 @@
 class StoredObject {
  public:
   virtual ~StoredObject() = default;
-  virtual std::string store_key() const = 0;
+  // The repository id.
+  virtual std::string store_id() const = 0;
+  // The record's key, 0 until the record exists; the store sets it when
+  // it creates the record.
+  virtual std::int64_t store_key() const = 0;
+  virtual void store_set_key(std::int64_t key) = 0;
   virtual int store_kind() const = 0;
   virtual std::string store_name() const = 0;
   // Key of the defining container; empty for the repository root.
@@ -53,14 +64,15 @@ class StoredObject {
 class ObjectFactory {
  public:
   virtual ~ObjectFactory() = default;
-  // The servant cached for `id`, with one reference for the caller, or
-  // null.
+  // The servant cached for `id` (or for the record `key`), with one
+  // reference for the caller, or null.
   virtual StoredObject* cached(const std::string& id) = 0;
+  virtual StoredObject* cached_key(std::int64_t key) = 0;
   // Builds the servant of a record, caches it and returns it with one
   // reference for the caller; may return null (a kind that is never
   // built from a record) and may throw.
   virtual StoredObject* make(int kind, const std::string& name,
-                             const std::string& id,
+                             const std::string& id, std::int64_t key,
                              const std::vector<std::uint8_t>& body) = 0;
 };
 
@@ -70,7 +82,7 @@ using IdList = std::vector<std::string>;
 // of its body (where the contained header begins), its absolute name and
 // the number of its direct children.  Carries no servant.
 struct StoreSummary {
-  std::int64_t seq = 0;  // the record's position in creation order
+  std::int64_t key = 0;
   int kind = 0;
   std::string name;
   std::string id;
@@ -94,14 +106,25 @@ struct StoreSearch {
 
 // A link that leaves a subtree: `user` (outside) refers to `used` (inside).
 struct StoreOutsideRef {
-  std::int64_t user_seq = 0;
+  std::int64_t user_key = 0;
   std::string used;
 };
 
-using SeqList = std::vector<std::int64_t>;
+using KeyList = std::vector<std::int64_t>;
+
+// A record's header without its body: what a reference to it and a
+// listing of names need.
+struct StoreRef {
+  std::string id;
+  std::int64_t key = 0;
+  int kind = 0;
+  std::string name;
+  std::string parent;  // empty for the root
+};
 
 struct StoreRecord {
   std::string id;
+  std::int64_t key = 0;
   int kind = 0;
   std::string name;
   std::string parent;  // empty for the root
@@ -149,17 +172,31 @@ class IRStore {
   virtual bool IRInUserTransaction() const = 0;
   virtual bool IRReadOnly() const = 0;
 
+  // The whole-file integrity check of the database: a small file is
+  // checked when it is opened (a damaged one is refused then), a large one
+  // once it is open, while the repository serves.  A failed check makes
+  // every later change fail with kStoreFailure.  `detail` (when not null)
+  // receives what the check found.
+  enum class Integrity { kChecking, kPassed, kFailed };
+  virtual Integrity IRIntegrity(std::string* detail) const {
+    if (detail) detail->clear();
+    return Integrity::kPassed;
+  }
+
   // --- servants -------------------------------------------------------
   virtual void set_factory(ObjectFactory* factory) = 0;
-  // Writes the servant's record (insert, or replace the body, kind,
-  // name and parent of an existing record keeping its position).
+  // Writes the servant's record: replaces the body, kind, name and parent
+  // of the record with the servant's key (kNoSuchRecord when it has
+  // gone); a servant without a key replaces the record with its id, or
+  // inserts a new record and gets its key.
   virtual void IRStoreObject(StoredObject* obj) = 0;
-  // Inserts a new record; kDuplicateId when the key exists, kNoSuchRecord
-  // when the parent does not.
+  // Inserts a new record and gives the servant its key; kDuplicateId when
+  // the id exists, kNoSuchRecord when the parent does not.
   virtual void IRInsertObject(StoredObject* obj) = 0;
-  // The servant of the record `h`, with one reference for the caller, or
-  // null when there is no such record.
+  // The servant of the record `h` (or of the record `key`), with one
+  // reference for the caller, or null when there is no such record.
   virtual StoredObject* IRFindObject(const StoreHandle& h) = 0;
+  virtual StoredObject* IRFindObjectByKey(std::int64_t key) = 0;
   // Checks that the record exists (kNoSuchRecord otherwise); the step
   // before a servant describes itself.
   virtual void IRObjectOp(const StoreHandle& h) = 0;
@@ -170,6 +207,11 @@ class IRStore {
   // --- single records -------------------------------------------------
   virtual bool IRExists(const StoreHandle& h) = 0;
   virtual bool IRReadRecord(const std::string& id, StoreRecord& out) = 0;
+  // The repository id of the record `key`, or "" when there is none.
+  virtual std::string IRIdOfKey(std::int64_t key) = 0;
+  // The headers of the records with these ids, in the order given; ids
+  // without a record are left out.  One query whatever the number.
+  virtual std::vector<StoreRef> IRRefsOf(const IdList& ids) = 0;
   // kNoSuchRecord when absent.
   virtual int IRKindOf(const StoreHandle& h) = 0;
   virtual std::string IRNameOf(const StoreHandle& h) = 0;
@@ -220,16 +262,16 @@ class IRStore {
                                const StoreHandle* scope) = 0;
 
   // --- bulk listings (for clients that show many definitions at once) ---
-  // The positions of the direct children of `container`, in creation
-  // order; kNoSuchRecord when there is no such record.
-  virtual SeqList IRChildSeqs(const StoreHandle& container) = 0;
-  // The positions of the records that `search` matches, in creation
-  // order (the root never matches); kNoSuchRecord for an unknown scope.
-  virtual SeqList IRSearch(const StoreSearch& search) = 0;
-  // The summaries of the records at these positions, in creation order
-  // (positions without a record are left out).  One query for the
-  // records and one for all their ancestors, whatever the number.
-  virtual std::vector<StoreSummary> IRSummaries(const SeqList& seqs) = 0;
+  // The keys of the direct children of `container`, in creation order;
+  // kNoSuchRecord when there is no such record.
+  virtual KeyList IRChildKeys(const StoreHandle& container) = 0;
+  // The keys of the records that `search` matches, in creation order
+  // (the root never matches); kNoSuchRecord for an unknown scope.
+  virtual KeyList IRSearch(const StoreSearch& search) = 0;
+  // The summaries of the records with these keys, in creation order
+  // (keys without a record are left out).  One query for the records and
+  // one for all their ancestors, whatever the number.
+  virtual std::vector<StoreSummary> IRSummaries(const KeyList& keys) = 0;
   // The number of records of each kind present, the root left out,
   // ordered by kind.
   virtual std::vector<std::pair<int, std::uint64_t>> IRCountKinds() = 0;
@@ -250,6 +292,13 @@ class IRStore {
                                const StoreHandle& base) = 0;
   // True when `h` is `target_id` or derives from it, transitively.
   virtual bool IRIsA(const StoreHandle& h, const std::string& target_id) = 0;
+
+  // --- documentation comments ---------------------------------------------
+  // The comment of the record `h`, "" when it has none; kNoSuchRecord
+  // when there is no such record.
+  virtual std::string IRGetComment(const StoreHandle& h) = 0;
+  // Replaces the comment of `h`; "" removes it.  Removed with the record.
+  virtual void IRSetComment(const StoreHandle& h, const std::string& text) = 0;
 
   // --- changes ------------------------------------------------------------
   // Changes a record's key; children, links and references follow.

@@ -161,6 +161,8 @@ const char* reason_phrase(int status) {
       return "Request Header Fields Too Large";
     case 500:
       return "Internal Server Error";
+    case 503:
+      return "Service Unavailable";
     default:
       return status < 500 ? "Bad Request" : "Internal Server Error";
   }
@@ -314,6 +316,10 @@ void WebServer::serve(const httplib::Request& request,
   } catch (const HttpError& e) {
     reply = error_reply(path, e.status(), e.what());
     if (e.status() == 405) reply.headers.emplace_back("Allow", "GET, HEAD");
+  } catch (const CORBA::TRANSIENT&) {
+    // The repository is starting or stopping.
+    reply = error_reply(path, 503, "the repository is not available now");
+    reply.headers.emplace_back("Retry-After", "1");
   } catch (const CORBA::Exception& e) {
     log_internal_error(path, std::string("CORBA::") + e._name());
     reply = error_reply(path, 500, "internal error");

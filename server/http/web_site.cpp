@@ -53,6 +53,8 @@ const char* status_words(int status) {
       return "request headers too large";
     case 500:
       return "internal error";
+    case 503:
+      return "unavailable";
     default:
       return status < 500 ? "bad request" : "internal error";
   }
