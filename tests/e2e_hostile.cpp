@@ -2,11 +2,15 @@
 
 #include <cctype>
 
+#include "irext.hh"
+
 namespace hostile {
 
 void create(CORBA::Repository_ptr repo) {
   CORBA::ModuleDef_var m =
       repo->create_module(kModuleId, kModuleName, kVersion);
+  IRExt::Contained_var ext = IRExt::Contained::_narrow(m);
+  ext->ext_set_comment(kComment);
   CORBA::InterfaceDefSeq no_bases;
   CORBA::InterfaceDef_var i =
       m->create_interface(kInterfaceId, "I", "1.0", no_bases);

@@ -20,10 +20,13 @@ constexpr const char kInterfaceId[] = "IDL:x/I'\"&amp;<i>:1.0";
 constexpr const char kOperation[] = "</code><script>alert(4)</script>";
 constexpr const char kConstant[] = "C<svg onload=alert(5)>";
 constexpr const char kConstantValue[] = "<script>alert(6)</script>";
+constexpr const char kComment[] =
+    "Read <b>this</b>\n<script>alert(7)</script> & \"that\"";
 
 // Creates, in `repo`: the module (kModuleId, kModuleName, kVersion)
 // holding an interface "I" (kInterfaceId) with the operation kOperation,
-// and the string constant kConstant = kConstantValue.
+// and the string constant kConstant = kConstantValue; the module's
+// documentation comment is kComment.
 void create(CORBA::Repository_ptr repo);
 
 // Every character but letters and digits percent-encoded.

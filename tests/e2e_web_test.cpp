@@ -198,8 +198,11 @@ TEST_F(WebE2E, ApiAnswersAgreeWithTheRepositoryAndTheOpenApiDocument) {
   EXPECT_EQ(find_named(shapes["operations"], "forget")->at("mode"), "oneway");
   EXPECT_EQ(find_named(shapes["attributes"], "label")->at("mode"), "readonly");
   EXPECT_EQ(shapes["contents_total"], 3);
-  EXPECT_EQ(answers["/api/v1/ids/IDL:Web/Base:1.0"]["scoped_name"],
-            "::Web::Base");
+  json base = answers["/api/v1/ids/IDL:Web/Base:1.0"];
+  EXPECT_EQ(base["scoped_name"], "::Web::Base");
+  // The comment before the definition in the IDL file.
+  EXPECT_EQ(base["comment"], "The base of every shape factory.");
+  EXPECT_EQ(shapes["comment"], "");
 
   json shape = answers["/api/v1/definitions/Web/Shape"];
   ASSERT_EQ(shape["cases"].size(), 3u);
@@ -321,7 +324,10 @@ TEST_F(WebE2E, PagesShowDefinitionsLinkedAndPaged) {
       {"/browse/Web/Node", {"private", "factory make", "State members (2)"}},
       {"/browse/Web/Points", {"Boxed type"}},
       {"/browse/Web/Shapes/palette", {"Mode", "normal"}},
-      {"/browse/Web/Base", {"Derived by (1)", ">Web::Shapes</a>"}},
+      {"/browse/Web/Base",
+       {"Derived by (1)", ">Web::Shapes</a>",
+        "<div class=\"comment\" id=\"comment\">The base of every shape "
+        "factory.</div>"}},
       {"/browse/Web/Point",
        {"Used by", "<a href=\"/browse/Web/Inner/Deep\">Web::Inner::Deep</a>",
         "struct Point { long x; long y; }"}},
@@ -476,6 +482,10 @@ TEST_F(WebE2E, HostileDefinitionsShowAsText) {
   EXPECT_EQ(def["id"], kModuleId);
   EXPECT_EQ(def["name"], kModuleName);
   EXPECT_EQ(def["version"], kVersion);
+  EXPECT_EQ(def["comment"], kComment);
+  EXPECT_TRUE(contains(module_page.body,
+                       "Read &lt;b&gt;this&lt;/b&gt;\n&lt;script&gt;alert(7)"
+                       "&lt;/script&gt; &amp; &quot;that&quot;"));
   json i = get_json("/api/v1/definitions/" + encoded_name + "/I");
   EXPECT_EQ(i["id"], kInterfaceId);
   EXPECT_EQ(i["operations"][0]["name"], kOperation);
