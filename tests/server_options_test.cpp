@@ -46,14 +46,19 @@ TEST(ServerOptions, DefaultsServeThisMachineOnly) {
   EXPECT_FALSE(p.options.read_only || p.options.log_requests);
   EXPECT_EQ(orb_init_args("irserver", p.options),
             (std::vector<std::string>{"irserver", "-ORBendPoint",
-                                      "giop:tcp:127.0.0.1:2810"}));
+                                      "giop:tcp:127.0.0.1:2810",
+                                      "-ORBgiopMaxMsgSize", "268435456"}));
+  EXPECT_TRUE(p.options.full_sync);
+  EXPECT_EQ(p.options.cache_size, 20000u);
 }
 
 TEST(ServerOptions, CommandLineSetsEveryOption) {
   Parsed p = parse({"--db", "a.db", "--endpoint=giop:tcp::7", "--ior-file",
                     "x.ior", "--read-only", "--writers", "10.0.0.0/8, ::1",
                     "--backup-dir", "/b", "--trace", "ir,mutex", "--log",
-                    "l.log", "--log-requests", "-ORBtraceLevel", "5"});
+                    "l.log", "--log-requests", "--sync", "normal",
+                    "--cache-size", "500", "--max-message-size", "1M",
+                    "-ORBtraceLevel", "5"});
   ASSERT_EQ(p.error, "");
   const ServerOptions& o = p.options;
   EXPECT_EQ(o.db_path, "a.db");
@@ -65,7 +70,10 @@ TEST(ServerOptions, CommandLineSetsEveryOption) {
   EXPECT_EQ(o.log_file, "l.log");
   EXPECT_EQ(orb_init_args("p", o),
             (std::vector<std::string>{"p", "-ORBendPoint", "giop:tcp::7",
+                                      "-ORBgiopMaxMsgSize", "1048576",
                                       "-ORBtraceLevel", "5"}));
+  EXPECT_FALSE(o.full_sync);
+  EXPECT_EQ(o.cache_size, 500u);
   EXPECT_TRUE(parse({"--version", "--no-such"}).options.version);
   EXPECT_TRUE(parse({"-h"}).options.help);
   EXPECT_EQ(parse({"--check", "f.db"}).options.check_file, "f.db");
@@ -79,7 +87,8 @@ TEST(ServerOptions, OrbEndpointAndTraceFileAreIrserversOwn) {
   EXPECT_EQ(p.options.endpoint, "giop:tcp::9");
   EXPECT_EQ(p.options.log_file, "t.log");
   EXPECT_EQ(orb_init_args("p", p.options),
-            (std::vector<std::string>{"p", "-ORBendPoint", "giop:tcp::9"}));
+            (std::vector<std::string>{"p", "-ORBgiopMaxMsgSize", "268435456",
+                                      "-ORBendPoint", "giop:tcp::9"}));
   Parsed both = parse({"-ORBendPoint", "giop:tcp::9", "--endpoint", "e"});
   EXPECT_EQ(both.options.endpoint, "e");
   EXPECT_TRUE(both.options.add_endpoint_arg);
@@ -100,6 +109,14 @@ TEST(ServerOptions, BadCommandLinesSayWhatIsWrong) {
       {{"--writers", "everyone"},
        "option --writers 'everyone' is not an IPv4 or IPv6 address"},
       {{"-ORBtraceLevel"}, "option -ORBtraceLevel needs a value"},
+      {{"--sync", "always"},
+       "option --sync needs full or normal (got 'always')"},
+      {{"--cache-size", "10K"},
+       "option --cache-size needs a number of definitions from 1 to "
+       "100000000 (got '10K')"},
+      {{"--max-message-size", "1K"},
+       "option --max-message-size needs a size from 64K to 4G, such as 256M "
+       "(got '1K')"},
       {{"--config", "absent.conf"},
        "cannot read the configuration file absent.conf: No such file or "
        "directory"},
@@ -120,6 +137,9 @@ backup-dir = "/srv/backup dir"
 trace = mutex
 log = /var/log/irserver.log
 log-requests = on
+sync = normal
+cache-size = 7
+max-message-size = 64K
 orb.traceLevel = 10
 orb.maxServerThreadPoolSize = 4
 )";
@@ -135,8 +155,11 @@ orb.maxServerThreadPoolSize = 4
   EXPECT_EQ(o.writers, "10.0.0.0/8,::1");
   EXPECT_EQ(o.backup_dir, "/srv/backup dir");
   EXPECT_EQ(o.log_file, "/var/log/irserver.log");
+  EXPECT_FALSE(o.full_sync);
+  EXPECT_EQ(o.cache_size, 7u);
   EXPECT_EQ(orb_init_args("p", o),
             (std::vector<std::string>{"p", "-ORBendPoint", "giop:tcp::2810",
+                                      "-ORBgiopMaxMsgSize", "65536",
                                       "-ORBtraceLevel", "10",
                                       "-ORBmaxServerThreadPoolSize", "4"}));
 
