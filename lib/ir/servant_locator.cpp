@@ -7,6 +7,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <vector>
 
@@ -16,6 +17,8 @@
 #include "ir/primitdf.h"
 #include "ir/reposito.h"
 #include "ir/write_access.h"
+#include "platform/principal.h"
+#include "platform/request_log.h"
 
 namespace {
 
@@ -97,6 +100,17 @@ bool parse_key(const PortableServer::ObjectId& oid, std::int64_t* key) {
   return value > 0;
 }
 
+// The request log names a definition by its repository id rather than by
+// its key, which says nothing to a reader.  Only the request's first
+// target (still in its key form) is renamed: colocated calls made while
+// serving it pass here too.
+void name_request_target(CORBA_IRObject_Impl* servant) {
+  if (!KALDRequestLogOn() || KALDRequestTarget().compare(0, 2, "~k") != 0)
+    return;
+  if (CORBA_Contained_Impl* c = CORBA_Contained_Impl::_narrow(servant))
+    KALDSetRequestTarget(c->own_id());
+}
+
 class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
  public:
   PortableServer::Servant preinvoke(
@@ -112,7 +126,12 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
       // A definition whose servant is cached: no string is made.
       std::int64_t def_key = 0;
       if (parse_key(oid, &def_key)) {
+        char target[32];
+        std::snprintf(target, sizeof target, "~k%lld",
+                      static_cast<long long>(def_key));
+        ir_admit_request(operation, target);
         if (CORBA_IRObject_Impl* s = irobj_get_from_cache_by_key(def_key)) {
+          name_request_target(s);
           cookie = nullptr;
           return s;
         }
@@ -121,6 +140,7 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
       ir_admit_request(operation, key.in());
       CORBA_IRObject_Impl* servant = ir_servant_for_oid(key.in());
       if (!servant) throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
+      name_request_target(servant);
       cookie = nullptr;
       return servant;
     } catch (...) {
@@ -148,6 +168,7 @@ class IrServantLocator : public virtual POA_PortableServer::ServantLocator {
 class RootEntry : public virtual PortableServer::ServantBase {
  public:
   CORBA::Boolean _dispatch(omniCallHandle& handle) override {
+    ir_admit_request(handle.operation_name(), "Repository");
     IrUpcallGuard guard(ir_upcall_mutex());
     if (!active_root) throw CORBA::TRANSIENT(0, CORBA::COMPLETED_NO);
     return active_root->dispatch_locked(handle);

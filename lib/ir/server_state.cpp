@@ -53,6 +53,13 @@ IRExt::ExtServerInfo* ir_server_info(IRStore* store) {
   } catch (const IRStore::Exception& e) {
     status = "the store does not answer: " + e.text();
   }
+  if (status.empty() && store) {
+    // A failed integrity check of the whole file (run in the background
+    // for large databases) stops every change: the server is not healthy.
+    std::string detail;
+    if (store->IRIntegrity(&detail) == IRStore::Integrity::kFailed)
+      status = "the database is damaged: " + detail;
+  }
   for (const auto& check : f.health_checks) {
     if (!status.empty()) break;
     status = check();

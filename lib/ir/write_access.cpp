@@ -46,7 +46,7 @@ bool ir_operation_changes(const char* operation) {
   return false;
 }
 
-void ir_admit_request(const char* operation, const std::string& target) {
+void ir_admit_request(const char* operation, const char* target) {
   if (!KALDEnterRequest()) return;  // nested, colocated or not remote
   KALDSetRequestTarget(target);
   if (!ir_operation_changes(operation)) return;
@@ -54,7 +54,7 @@ void ir_admit_request(const char* operation, const std::string& target) {
   if (writers().contains(peer)) return;
   {
     omniORB::logger log("irserver: ");
-    log << "refused " << operation << " on " << target.c_str() << " from "
+    log << "refused " << operation << " on " << target << " from "
         << AddressList::host_of(peer).c_str() << " (" << peer.c_str()
         << "): not in the writers list\n";
   }

@@ -30,6 +30,6 @@ bool ir_operation_changes(const char* operation);
 // request is addressed to) for the request log and raises
 // CORBA::NO_PERMISSION when a client that may not write calls a
 // changing operation.  Takes no lock.
-void ir_admit_request(const char* operation, const std::string& target);
+void ir_admit_request(const char* operation, const char* target);
 
 #endif

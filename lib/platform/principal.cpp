@@ -50,7 +50,7 @@ bool KALDEnterRequest() {
   return true;
 }
 
-void KALDSetRequestTarget(const std::string& target) {
+void KALDSetRequestTarget(const char* target) {
   current_target = target;
 }
 

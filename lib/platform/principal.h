@@ -17,7 +17,7 @@ bool KALDEnterRequest();
 // The definition the current remote request is addressed to, as its
 // first upcall names it; "" until then.  Reset when the next request
 // arrives on this thread.
-void KALDSetRequestTarget(const std::string& target);
+void KALDSetRequestTarget(const char* target);
 const std::string& KALDRequestTarget();
 // This machine's host name (a new CORBA string, caller frees).
 char* QorGetHostname();

@@ -19,6 +19,7 @@ struct Pending {
   std::string operation;
 };
 thread_local Pending pending;
+bool log_on = false;
 
 void write_line(const std::string& outcome) {
   if (!pending.active) return;
@@ -93,7 +94,10 @@ std::string field(const std::string& text) {
 
 }  // namespace
 
+bool KALDRequestLogOn() { return log_on; }
+
 void KALDInstallRequestLog() {
+  log_on = true;
   omni::omniInterceptors* ic = omniORB::getInterceptors();
   ic->serverReceiveRequest.add(on_receive);
   ic->serverSendReply.add(on_reply);

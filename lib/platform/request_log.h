@@ -16,6 +16,10 @@
 // Installs the interceptors that write the lines; call once after
 // ORB_init and KALDInstallPrincipalTracking.
 void KALDInstallRequestLog();
+// True once KALDInstallRequestLog has run: whoever knows the target of a
+// request better than its object id (its repository id) may then say so
+// through KALDSetRequestTarget.
+bool KALDRequestLogOn();
 
 // One line of the log, without the "irserver: " prefix and the newline.
 // `peer` is omniORB's peer address ("giop:tcp:127.0.0.1:40112"),
