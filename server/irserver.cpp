@@ -425,6 +425,9 @@ int main(int argc, char** argv) {
     std::string web_url;
     if (options.http.enabled) {
       web_site = std::make_unique<WebSite>(orb.in(), root_ref.in());
+      if (!options.http_invoke.empty())
+        web_site->enable_calls(options.http_invoke,
+                               options.http_invoke_timeout_ms);
       web_server = std::make_unique<WebServer>(options.http, *web_site);
       std::string problem = web_server->bind();
       if (!problem.empty()) throw StartupError{problem};

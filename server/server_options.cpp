@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -122,6 +123,30 @@ const std::vector<ServerOptionSpec> kSpecs = {
      [](ServerOptions& o, const std::string& v) {
        return parse_http_address(v, &o.http);
      }},
+    {"http-invoke", 0, "HOST:PORT,...", "http-invoke",
+     "turn on the call gateway, POST /api/v1/call, and the call forms of "
+     "the interface pages, allowed to call only objects at these CORBA "
+     "addresses (PORT * for any port of HOST); off (the default) turns it "
+     "off.  Every address of a target, and the naming service that "
+     "resolves a name, must be on the list.",
+     [](ServerOptions& o, const std::string& v) -> std::string {
+       if (v == "off") {
+         o.http_invoke = CallAllowList();
+         return std::string();
+       }
+       return CallAllowList::parse(v, &o.http_invoke);
+     }},
+    {"http-invoke-timeout", 0, "SECONDS", "http-invoke-timeout",
+     "the longest a call through the gateway may take, connecting "
+     "included (default 10; from 0.1 to 3600).",
+     [](ServerOptions& o, const std::string& v) -> std::string {
+       char* end = nullptr;
+       double seconds = v.empty() ? 0 : std::strtod(v.c_str(), &end);
+       if (v.empty() || *end != '\0' || !(seconds >= 0.1 && seconds <= 3600))
+         return "needs a number of seconds from 0.1 to 3600 (got '" + v + "')";
+       o.http_invoke_timeout_ms = static_cast<unsigned long>(seconds * 1000);
+       return std::string();
+     }},
     {"trace", 0, "LIST", "trace",
      "comma-separated trace switches: ir (method calls), mutex (critical "
      "sections), or none.  Traces go to the log.",
@@ -154,8 +179,8 @@ const std::vector<ServerOptionSpec> kSpecs = {
        unsigned long long size = 0;
        if (v.find_first_not_of("0123456789") != std::string::npos ||
            !parse_byte_size(v, &size) || size > 100000000ULL)
-         return "needs a number of definitions from 1 to 100000000 (got '" +
-                v + "')";
+         return "needs a number of definitions from 1 to 100000000 (got '" + v +
+                "')";
        o.cache_size = static_cast<unsigned long>(size);
        return std::string();
      }},
@@ -382,6 +407,8 @@ std::string parse_server_options(int argc, const char* const* argv,
   for (std::size_t i = 0; i < orb.size(); ++i)
     add_orb_option(out, orb[i].first, orb[i].second, orb_has_value[i]);
   settle_endpoint(out);
+  if (!out->http_invoke.empty() && !out->http.enabled)
+    return "--http-invoke needs HTTP, but --http is off";
   return std::string();
 }
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "http/call_allow_list.h"
 #include "http/http_address.h"
 
 // Defaults when irserver runs without arguments: a database in the
@@ -26,6 +27,7 @@ constexpr const char* kDefaultWriters = "127.0.0.0/8,::1";
 // omniORB's own limit (2 MB) refuses the contents of a large module.
 constexpr unsigned long long kDefaultMaxMessageSize = 256ULL << 20;
 constexpr unsigned long kDefaultCacheSize = 20000;
+constexpr unsigned long kDefaultInvokeTimeoutMs = 10000;
 
 struct ServerOptions {
   std::string db_path = kDefaultDatabase;
@@ -59,6 +61,11 @@ struct ServerOptions {
   unsigned long cache_size = kDefaultCacheSize;
   // The web view and JSON API (--http ADDR:PORT | off).
   HttpAddress http;
+  // The call gateway (POST /api/v1/call): the CORBA addresses it may call
+  // (--http-invoke); empty: the gateway is off.
+  CallAllowList http_invoke;
+  // The longest a gateway call may take (--http-invoke-timeout).
+  unsigned long http_invoke_timeout_ms = kDefaultInvokeTimeoutMs;
   bool help = false;
   bool version = false;
   // The -ORB options with their values, in the order given (those of the

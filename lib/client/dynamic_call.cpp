@@ -27,19 +27,6 @@ bool starts_with_nocase(const std::string& text, const char* prefix) {
   return true;
 }
 
-// IORs and the URLs the ORB resolves itself.
-bool is_object_url(const std::string& text) {
-  return starts_with_nocase(text, "ior:") ||
-         starts_with_nocase(text, "corbaloc:") ||
-         starts_with_nocase(text, "corbaname:");
-}
-
-// HOST:PORT stands for the corbaloc of a naming service there.
-std::string naming_service_url(const std::string& text) {
-  if (is_object_url(text) || text.find(':') == std::string::npos) return text;
-  return "corbaloc::" + text + "/NameService";
-}
-
 bool unreachable(const CORBA::SystemException& e) {
   return CORBA::TRANSIENT::_downcast(&e) ||
          CORBA::COMM_FAILURE::_downcast(&e) || CORBA::TIMEOUT::_downcast(&e);
@@ -132,6 +119,18 @@ void add_standard_description(CORBA::InterfaceDef_ptr idef,
 
 }  // namespace
 
+bool is_object_url(const std::string& text) {
+  return starts_with_nocase(text, "ior:") ||
+         starts_with_nocase(text, "corbaloc:") ||
+         starts_with_nocase(text, "corbaname:");
+}
+
+// HOST:PORT stands for the corbaloc of a naming service there.
+std::string naming_service_url(const std::string& text) {
+  if (is_object_url(text) || text.find(':') == std::string::npos) return text;
+  return "corbaloc::" + text + "/NameService";
+}
+
 json system_exception_json(const CORBA::SystemException& e) {
   const char* words = kaldMinorWords(e.minor());
   if (!words) words = e.NP_minorString();
@@ -182,7 +181,8 @@ CORBA::Object_ptr DynamicCaller::resolve_target(
     } catch (const CORBA::MARSHAL&) {  // a damaged IOR
       throw CallError("'" + target + "' is not a valid IOR or URL");
     } catch (const CORBA::SystemException& e) {
-      throw CallError("cannot resolve " + target + ": " + exception_text(e));
+      throw CallError("cannot resolve " + target + ": " + exception_text(e),
+                      CallError::Cause::remote);
     }
   } else {
     std::string where = naming_service.empty()
@@ -201,15 +201,15 @@ CORBA::Object_ptr DynamicCaller::resolve_target(
       throw CallError(
           "'" + target + "' is not an IOR or URL, and " +
           (naming_service.empty()
-               ? std::string("no naming service is configured: "
-                             "give --ns URL")
+               ? "no naming service is configured: give " + naming_service_hint
                : "'" + naming_service + "' is not a naming service URL"));
     if (timeout_ms) omniORB::setClientCallTimeout(ns_obj, timeout_ms);
     try {
       CosNaming::NamingContextExt_var ns =
           CosNaming::NamingContextExt::_narrow(ns_obj);
       if (CORBA::is_nil(ns))
-        throw CallError(where + " is not a naming service");
+        throw CallError(where + " is not a naming service",
+                        CallError::Cause::remote);
       obj = ns->resolve_str(target.c_str());
     } catch (const CosNaming::NamingContext::NotFound&) {
       throw CallError("the naming service at " + where + " has no name '" +
@@ -217,13 +217,15 @@ CORBA::Object_ptr DynamicCaller::resolve_target(
     } catch (const CosNaming::NamingContext::InvalidName&) {
       throw CallError("'" + target + "' is not a valid name");
     } catch (const CosNaming::NamingContext::CannotProceed&) {
-      throw CallError("the naming service at " + where + " cannot resolve '" +
-                      target + "'");
+      throw CallError(
+          "the naming service at " + where + " cannot resolve '" + target + "'",
+          CallError::Cause::remote);
     } catch (const CORBA::SystemException& e) {
-      throw CallError(std::string(unreachable(e)
-                                      ? "no naming service answers"
-                                      : "the naming service failed") +
-                      " at " + where + ": " + exception_text(e));
+      throw CallError(
+          std::string(unreachable(e) ? "no naming service answers"
+                                     : "the naming service failed") +
+              " at " + where + ": " + exception_text(e),
+          CallError::Cause::remote);
     }
   }
   if (CORBA::is_nil(obj))
@@ -254,7 +256,8 @@ InterfaceOperations DynamicCaller::operations_of(CORBA::Object_ptr target,
     }
   } catch (const CORBA::SystemException& e) {
     throw CallError("looking up '" + interface +
-                    "' in the repository failed: " + exception_text(e));
+                        "' in the repository failed: " + exception_text(e),
+                    CallError::Cause::remote);
   }
   if (CORBA::is_nil(idef)) {
     try {
@@ -268,19 +271,24 @@ InterfaceOperations DynamicCaller::operations_of(CORBA::Object_ptr target,
         exists = !target->_non_existent();
       } catch (const CORBA::SystemException& ping) {
         if (unreachable(ping))
-          throw CallError("the target does not answer: " +
-                          exception_text(ping));
+          throw CallError("the target does not answer: " + exception_text(ping),
+                          CallError::Cause::remote);
       }
-      if (!exists) throw CallError("no object exists at the target");
+      if (!exists)
+        throw CallError("no object exists at the target",
+                        CallError::Cause::remote);
       throw CallError("the target does not tell its interface (" +
-                      exception_text(e) +
-                      "): give --interface NAME|ID, or start its server "
-                      "with -ORBInitRef InterfaceRepository=...");
+                          exception_text(e) + "): give " + interface_hint +
+                          ", or start its server with -ORBInitRef "
+                          "InterfaceRepository=...",
+                      CallError::Cause::remote);
     }
     if (CORBA::is_nil(idef))
       throw CallError(
           "the target's interface repository does not know its interface: "
-          "give --interface NAME|ID");
+          "give " +
+              interface_hint,
+          CallError::Cause::remote);
   }
 
   InterfaceOperations out;
@@ -305,7 +313,8 @@ InterfaceOperations DynamicCaller::operations_of(CORBA::Object_ptr target,
     }
   } catch (const CORBA::SystemException& e) {
     throw CallError("reading the interface from its repository failed: " +
-                    exception_text(e));
+                        exception_text(e),
+                    CallError::Cause::remote);
   }
   return out;
 }
@@ -435,11 +444,12 @@ CallOutcome DynamicCaller::call(CORBA::Object_ptr target,
     }
     outcome.json["out"] = out;
   } catch (const ValueError& e) {
-    throw CallError("the reply of " + op.name +
-                    " cannot be shown: " + e.what());
+    throw CallError("the reply of " + op.name + " cannot be shown: " + e.what(),
+                    CallError::Cause::remote);
   } catch (const CORBA::SystemException& e) {
-    throw CallError("the reply of " + op.name +
-                    " cannot be read: " + exception_text(e));
+    throw CallError(
+        "the reply of " + op.name + " cannot be read: " + exception_text(e),
+        CallError::Cause::remote);
   }
   return outcome;
 }

@@ -16,10 +16,18 @@
 
 // A call that cannot be made or whose reply cannot be shown: a bad target,
 // operation or argument, an object or naming service that does not
-// answer.  what() is one line for the user.
+// answer.  what() is one line for the user; cause() tells whether the
+// request was at fault or the objects it reached (the HTTP gateway
+// answers 400 or 502).
 class CallError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  enum class Cause { request, remote };
+  explicit CallError(const std::string& what, Cause cause = Cause::request)
+      : std::runtime_error(what), cause_(cause) {}
+  Cause cause() const { return cause_; }
+
+ private:
+  Cause cause_;
 };
 
 // One operation as a client calls it; attributes become _get_NAME and,
@@ -108,12 +116,31 @@ class DynamicCaller {
   // The IDL text of a type, named as the repository names it.
   std::string type_text(CORBA::TypeCode_ptr tc) { return codec_.type_text(tc); }
 
+  // A value of `tc` that call() accepts (zeros, empty strings, ...).
+  nlohmann::ordered_json sample(CORBA::TypeCode_ptr tc) {
+    return codec_.sample(tc);
+  }
+
+  // How messages name the ways to give an interface and a naming
+  // service: irctl's options by default; the HTTP gateway names the
+  // fields of its request.
+  std::string interface_hint = "--interface NAME|ID";
+  std::string naming_service_hint = "--ns URL";
+
  private:
   CORBA::ORB_ptr orb_;
   CORBA::Repository_var repository_;
   RepositoryTypes types_;
   ValueCodec codec_;
 };
+
+// True for an IOR or a URL that the ORB resolves itself (corbaloc:,
+// corbaname:), case ignored.
+bool is_object_url(const std::string& text);
+
+// The URL of a naming service given as a URL or as HOST:PORT (its
+// corbaloc); other text unchanged.
+std::string naming_service_url(const std::string& text);
 
 // The JSON of a system exception, as CallOutcome shows it.
 nlohmann::ordered_json system_exception_json(const CORBA::SystemException& e);

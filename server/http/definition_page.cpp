@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "http/call_form.h"
 #include "http/idl_links.h"
 #include "http/web_data.h"
 
@@ -207,8 +208,6 @@ void interface_sections(HtmlOut& out, const json& def) {
   out.close("dl");
   operations_table(out, list_of(def, "operations"));
   attributes_table(out, list_of(def, "attributes"));
-  // A form to call the operations of an object of this interface would
-  // follow here.
 }
 
 void value_sections(HtmlOut& out, const json& def) {
@@ -388,6 +387,7 @@ std::string definition_page(const json& page) {
     out.element("div", comment, {{"class", "comment"}, {"id", "comment"}});
 
   kind_sections(out, def);
+  if (page.contains("call_form")) out.raw(call_form_html(page["call_form"]));
 
   out.element("h2", "IDL", {{"id", "idl"}});
   if (page.contains("idl")) {

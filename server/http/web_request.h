@@ -23,10 +23,16 @@ class HttpError : public std::runtime_error {
 };
 
 struct WebRequest {
-  std::string method;                 // "GET" or "HEAD"
+  std::string method;                 // "GET", "HEAD", or "POST"
   std::string path;                   // as sent, before any '?'
   std::vector<std::string> segments;  // the path's decoded segments
   QueryParams query;                  // decoded, in the order sent
+  // For POST: the body, and the headers that say what it is and where
+  // it comes from ("" when absent).
+  std::string body;
+  std::string content_type;
+  std::string origin;
+  std::string host;
 };
 
 struct WebReply {

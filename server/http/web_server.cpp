@@ -104,6 +104,9 @@ bool is_unknown_method(const std::string& method) {
   return true;
 }
 
+// The one path that takes POST: the call gateway.
+const char kCallPath[] = "/api/v1/call";
+
 bool is_api_path(const std::string& path) {
   return path == "/api" || path.compare(0, 5, "/api/") == 0;
 }
@@ -147,6 +150,8 @@ const char* reason_phrase(int status) {
   switch (status) {
     case 400:
       return "Bad Request";
+    case 403:
+      return "Forbidden";
     case 404:
       return "Not Found";
     case 405:
@@ -155,14 +160,20 @@ const char* reason_phrase(int status) {
       return "Payload Too Large";
     case 414:
       return "URI Too Long";
+    case 415:
+      return "Unsupported Media Type";
     case 416:
       return "Range Not Satisfiable";
     case 431:
       return "Request Header Fields Too Large";
     case 500:
       return "Internal Server Error";
+    case 502:
+      return "Bad Gateway";
     case 503:
       return "Service Unavailable";
+    case 504:
+      return "Gateway Timeout";
     default:
       return status < 500 ? "Bad Request" : "Internal Server Error";
   }
@@ -200,9 +211,18 @@ WebServer::WebServer(const HttpAddress& address, WebHandler& handler)
   });
   http_->set_pre_routing_handler(
       [this](const httplib::Request& request, httplib::Response& response) {
+        // A call's body is read after routing (the request's size limit
+        // applies): the POST handler below serves it.
+        if (request.method == "POST" &&
+            request.target.substr(0, request.target.find('?')) == kCallPath)
+          return httplib::Server::HandlerResponse::Unhandled;
         serve(request, response);
         return httplib::Server::HandlerResponse::Handled;
       });
+  http_->Post(kCallPath, [this](const httplib::Request& request,
+                                httplib::Response& response) {
+    serve(request, response);
+  });
   // Requests that httplib itself refuses before routing (a request line
   // or a header line over its limits, a malformed request, a bad Range)
   // get a JSON body too; replies of ours already have one.
@@ -290,13 +310,21 @@ WebReply WebServer::answer(const httplib::Request& request) {
         431, "the request has more than " +
                  std::to_string(WebLimits::kHeaderCount) + " headers or " +
                  std::to_string(WebLimits::kHeaderBytes) + " bytes of them");
-  if (request.method != "GET" && request.method != "HEAD")
+  if (request.method == "POST"
+          ? path != kCallPath
+          : request.method != "GET" && request.method != "HEAD")
     throw HttpError(405,
                     "the repository is read-only over HTTP: only GET "
-                    "and HEAD are accepted");
+                    "and HEAD are accepted (and POST on /api/v1/call)");
   WebRequest web;
   web.method = request.method;
   web.path = path;
+  if (request.method == "POST") {
+    web.body = request.body;
+    web.content_type = request.get_header_value("Content-Type");
+    web.origin = request.get_header_value("Origin");
+    web.host = request.get_header_value("Host");
+  }
   std::string problem = split_path(path, &web.segments);
   if (problem.empty()) problem = parse_query(query, &web.query);
   if (!problem.empty()) throw HttpError(400, problem);
@@ -315,7 +343,9 @@ void WebServer::serve(const httplib::Request& request,
     reply = answer(request);
   } catch (const HttpError& e) {
     reply = error_reply(path, e.status(), e.what());
-    if (e.status() == 405) reply.headers.emplace_back("Allow", "GET, HEAD");
+    if (e.status() == 405)
+      reply.headers.emplace_back("Allow",
+                                 path == kCallPath ? "POST" : "GET, HEAD");
   } catch (const CORBA::TRANSIENT&) {
     // The repository is starting or stopping.
     reply = error_reply(path, 503, "the repository is not available now");
@@ -335,6 +365,14 @@ void WebServer::serve(const httplib::Request& request,
     reply.body = "500 Internal Server Error\n";
   }
 
+  // The reply to a call is not a resource's state: no tag, no caching.
+  if (request.method == "POST") {
+    response.set_header("Cache-Control", "no-store");
+    for (const auto& h : reply.headers) response.set_header(h.first, h.second);
+    response.status = reply.status;
+    response.set_content(reply.body, reply.media_type);
+    return;
+  }
   std::string tag = entity_tag(reply);
   response.set_header("ETag", tag);
   response.set_header("Cache-Control", "no-cache");

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "client/repository_tree.h"
+#include "http/call_form.h"
 #include "http/definition_page.h"
 #include "http/idl_links.h"
 #include "http/url_codec.h"
@@ -41,6 +42,8 @@ const char* status_words(int status) {
   switch (status) {
     case 400:
       return "bad request";
+    case 403:
+      return "forbidden";
     case 404:
       return "not found";
     case 405:
@@ -49,12 +52,18 @@ const char* status_words(int status) {
       return "payload too large";
     case 414:
       return "request target too long";
+    case 415:
+      return "unsupported media type";
     case 431:
       return "request headers too large";
     case 500:
       return "internal error";
+    case 502:
+      return "bad gateway";
     case 503:
       return "unavailable";
+    case 504:
+      return "gateway timeout";
     default:
       return status < 500 ? "bad request" : "internal error";
   }
@@ -85,7 +94,47 @@ std::string id_after(const WebRequest& request, const std::string& prefix) {
 }  // namespace
 
 WebSite::WebSite(CORBA::ORB_ptr orb, CORBA::Object_ptr repository)
-    : data_(orb, repository) {}
+    : data_(orb, repository),
+      orb_(CORBA::ORB::_duplicate(orb)),
+      repository_(CORBA::Object::_duplicate(repository)) {}
+
+WebSite::~WebSite() = default;
+
+void WebSite::enable_calls(const CallAllowList& allowed,
+                           unsigned long timeout_ms) {
+  gateway_ =
+      std::make_unique<CallGateway>(orb_, repository_, allowed, timeout_ms);
+}
+
+json WebSite::call_form(CORBA::Contained_ptr c) {
+  CORBA::String_var id = c->id();
+  CORBA::Repository_var root =
+      CORBA::Repository::_unchecked_narrow(repository_);
+  DynamicCaller caller(orb_, root);
+  try {
+    InterfaceOperations ops =
+        caller.operations_of(CORBA::Object::_nil(), id.in());
+    return call_form_model(caller, ops, gateway_ != nullptr);
+  } catch (const CallError&) {
+    // An interface that cannot be described (a base that is missing):
+    // the page shows it without a form.
+    return json();
+  }
+}
+
+WebReply WebSite::call(const WebRequest& request) {
+  if (request.method != "POST")
+    throw HttpError(405, "call an operation with POST");
+  QueryReader reader(request);
+  reader.finish();
+  if (!gateway_)
+    throw HttpError(403,
+                    "the call gateway is off: irserver calls objects only "
+                    "when started with --http-invoke HOST:PORT,...");
+  // No turn of the readers: a call waits for its target, and reads
+  // only a few definitions, each under the repository's own lock.
+  return gateway_->call(request);
+}
 
 WebReply WebSite::error_reply(const std::string& path, int status,
                               const std::string& message) {
@@ -101,6 +150,8 @@ WebReply WebSite::error_reply(const std::string& path, int status,
 WebReply WebSite::answer(const WebRequest& request) {
   const std::vector<std::string>& s = request.segments;
   if (!s.empty() && s[0] == "static") return asset(request);
+  if (s.size() == 3 && s[0] == "api" && s[1] == "v1" && s[2] == "call")
+    return call(request);
   std::lock_guard<std::mutex> one_reader(reading_);
   if (s.empty()) return overview(request);
   const std::string& first = s[0];
@@ -153,6 +204,10 @@ WebReply WebSite::browse(const WebRequest& request) {
     page["idl_links"] =
         data_.existing(std::vector<std::string>(names.begin(), names.end()));
     page["idl"] = std::move(idl);
+  }
+  if (kind == CORBA::dk_Interface || kind == CORBA::dk_AbstractInterface) {
+    json form = call_form(c);
+    if (!form.is_null()) page["call_form"] = std::move(form);
   }
   page["used_by"] = data_.references(c, "uses");
   page["derived_by"] = data_.references(c, "derives");
