@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "e2e_call_fixture.h"
 #include "e2e_fixture.h"
 #include "e2e_server.h"
 
@@ -21,38 +22,8 @@ namespace {
 const char kIdlDir[] = "/usr/share/idl/omniORB";
 
 std::string source_file(const std::string& name) {
-  std::string here = __FILE__;
-  return here.substr(0, here.rfind('/') + 1) + name;
+  return test_source_file(name);
 }
-
-// A child process killed with the test.
-class Child {
- public:
-  Child() = default;
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-  ~Child() { stop(); }
-  void start(const std::vector<std::string>& argv) {
-    pid_ = spawn_to_files(argv, dir_.file("stdout"), dir_.file("stderr"));
-  }
-  void stop() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      wait_for_process(pid_, 20000);
-      pid_ = -1;
-    }
-  }
-  bool running() const { return pid_ > 0; }
-  pid_t pid() const { return pid_; }
-  const TempDir& dir() const { return dir_; }
-  std::string output() const {
-    return read_file(dir_.file("stdout")) + read_file(dir_.file("stderr"));
-  }
-
- private:
-  TempDir dir_;
-  pid_t pid_ = -1;
-};
 
 class CallE2E : public IrServerE2E {
  protected:
@@ -76,18 +47,8 @@ class CallE2E : public IrServerE2E {
   // Starts the call test server (telling it where the repository is when
   // `with_repository`) and returns the IOR of its Everything object.
   std::string StartCallServer(Child& child, bool with_repository) {
-    std::vector<std::string> argv{CALL_TEST_SERVER_PATH, child.dir().path(),
-                                  "-ORBendPoint", "giop:tcp:127.0.0.1:"};
-    if (with_repository) {
-      argv.push_back("-ORBInitRef");
-      argv.push_back("InterfaceRepository=" + irserver_.corbaloc());
-    }
-    child.start(argv);
-    std::string problem;
-    std::string ior = first_line(child.dir().file("everything.ior"),
-                                 child.pid(), 20000, &problem);
-    EXPECT_EQ(problem, "") << child.output();
-    return ior;
+    return start_call_server(child,
+                             with_repository ? irserver_.corbaloc() : "");
   }
 
   // `irctl call ARGS...`: the printed JSON (null when there is none) and
@@ -386,22 +347,8 @@ TEST_F(CallE2E, BindsResolvesAndListsNamesInOmniNames) {
   // the repository for its interfaces.
   Child names;
   int port = free_tcp_port();
-  std::string ns =
-      "corbaloc::127.0.0.1:" + std::to_string(port) + "/NameService";
-  names.start({"omniNames", "-start", std::to_string(port), "-datadir",
-               names.dir().path(), "-ORBendPoint",
-               "giop:tcp:127.0.0.1:" + std::to_string(port), "-ORBInitRef",
-               "InterfaceRepository=" + irserver_.corbaloc()});
-  CORBA::Object_var root = object_at(ns);
-  bool up = false;
-  for (int i = 0; i < 200 && !up; ++i) {
-    try {
-      up = !root->_non_existent();
-    } catch (const CORBA::SystemException&) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    }
-  }
-  ASSERT_TRUE(up) << names.output();
+  std::string ns = start_omninames(names, port, irserver_.corbaloc());
+  ASSERT_FALSE(ns.empty());
 
   auto [context, context_status] =
       Call({ns, "bind_new_context", "[[{\"id\":\"apps\",\"kind\":\"\"}]]"});

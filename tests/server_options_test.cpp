@@ -54,12 +54,31 @@ TEST(ServerOptions, DefaultsServeThisMachineOnly) {
 }
 
 TEST(ServerOptions, CommandLineSetsEveryOption) {
-  Parsed p = parse({"--db", "a.db", "--endpoint=giop:tcp::7", "--ior-file",
-                    "x.ior", "--read-only", "--writers", "10.0.0.0/8, ::1",
-                    "--backup-dir", "/b", "--trace", "ir,mutex", "--log",
-                    "l.log", "--log-requests", "--sync", "normal",
-                    "--cache-size", "500", "--max-message-size", "1M",
-                    "--http", "[::1]:8080", "-ORBtraceLevel", "5"});
+  Parsed p = parse({"--db",
+                    "a.db",
+                    "--endpoint=giop:tcp::7",
+                    "--ior-file",
+                    "x.ior",
+                    "--read-only",
+                    "--writers",
+                    "10.0.0.0/8, ::1",
+                    "--backup-dir",
+                    "/b",
+                    "--trace",
+                    "ir,mutex",
+                    "--log",
+                    "l.log",
+                    "--log-requests",
+                    "--sync",
+                    "normal",
+                    "--cache-size",
+                    "500",
+                    "--max-message-size",
+                    "1M",
+                    "--http",
+                    "[::1]:8080",
+                    "-ORBtraceLevel",
+                    "5"});
   ASSERT_EQ(p.error, "");
   const ServerOptions& o = p.options;
   EXPECT_EQ(o.db_path, "a.db");
@@ -111,6 +130,20 @@ TEST(ServerOptions, BadCommandLinesSayWhatIsWrong) {
       {{"--writers", "everyone"},
        "option --writers 'everyone' is not an IPv4 or IPv6 address"},
       {{"--http", "2811"}, "option --http '2811' is not ADDRESS:PORT or off"},
+      {{"--http-invoke", "2809"},
+       "option --http-invoke '2809' is not HOST:PORT"},
+      {{"--http-invoke", "a:1,,b:2"},
+       "option --http-invoke needs HOST:PORT pairs separated by commas (got "
+       "'a:1,,b:2')"},
+      {{"--http-invoke", "h:0"},
+       "option --http-invoke 'h:0' needs a port from 1 to 65535 or *"},
+      {{"--http-invoke", "a b:1"},
+       "option --http-invoke 'a b:1' does not name a host"},
+      {{"--http-invoke-timeout", "0"},
+       "option --http-invoke-timeout needs a number of seconds from 0.1 to "
+       "3600 (got '0')"},
+      {{"--http", "off", "--http-invoke", "h:1"},
+       "--http-invoke needs HTTP, but --http is off"},
       {{"-ORBtraceLevel"}, "option -ORBtraceLevel needs a value"},
       {{"--sync", "always"},
        "option --sync needs full or normal (got 'always')"},
@@ -125,6 +158,23 @@ TEST(ServerOptions, BadCommandLinesSayWhatIsWrong) {
        "directory"},
   };
   for (const auto& c : cases) EXPECT_EQ(parse(c.args).error, c.error);
+}
+
+TEST(ServerOptions, CallGatewayIsOffUnlessGivenItsAllowList) {
+  Parsed off = parse({});
+  ASSERT_EQ(off.error, "");
+  EXPECT_TRUE(off.options.http_invoke.empty());
+  EXPECT_EQ(off.options.http_invoke_timeout_ms, 10000u);
+  Parsed on = parse({"--http-invoke", "ns.example:2809, [::1]:*,127.0.0.1:5000",
+                     "--http-invoke-timeout", "2.5"});
+  ASSERT_EQ(on.error, "");
+  EXPECT_EQ(on.options.http_invoke.text(),
+            "ns.example:2809, [::1]:*, 127.0.0.1:5000");
+  EXPECT_EQ(on.options.http_invoke_timeout_ms, 2500u);
+  ServerOptions o;
+  EXPECT_EQ(
+      apply_config_text("f", "http-invoke = h:1\nhttp-invoke = off\n", &o), "");
+  EXPECT_TRUE(o.http_invoke.empty());
 }
 
 TEST(ServerOptions, ConfigurationFileSetsEveryKeyAndTheCommandLineWins) {
@@ -162,11 +212,11 @@ orb.maxServerThreadPoolSize = 4
   EXPECT_EQ(o.log_file, "/var/log/irserver.log");
   EXPECT_FALSE(o.full_sync);
   EXPECT_EQ(o.cache_size, 7u);
-  EXPECT_EQ(orb_init_args("p", o),
-            (std::vector<std::string>{"p", "-ORBendPoint", "giop:tcp::2810",
-                                      "-ORBgiopMaxMsgSize", "65536",
-                                      "-ORBtraceLevel", "10",
-                                      "-ORBmaxServerThreadPoolSize", "4"}));
+  EXPECT_EQ(
+      orb_init_args("p", o),
+      (std::vector<std::string>{"p", "-ORBendPoint", "giop:tcp::2810",
+                                "-ORBgiopMaxMsgSize", "65536", "-ORBtraceLevel",
+                                "10", "-ORBmaxServerThreadPoolSize", "4"}));
 
   // The command line overrides the file, wherever --config stands; its
   // -ORB options follow the file's.
