@@ -119,7 +119,8 @@ const std::vector<ServerOptionSpec> kSpecs = {
      "serve the web view and the JSON API over HTTP at ADDR:PORT (default "
      "127.0.0.1:2811, this machine only); [::1]:PORT for IPv6, :PORT for "
      "every interface, port 0 for any free port, off for no HTTP.  HTTP "
-     "only reads: GET and HEAD.",
+     "only reads: GET and HEAD (and POST /api/v1/call with "
+     "--http-invoke).",
      [](ServerOptions& o, const std::string& v) {
        return parse_http_address(v, &o.http);
      }},

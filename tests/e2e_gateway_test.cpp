@@ -13,6 +13,7 @@
 #include "e2e_fixture.h"
 #include "e2e_server.h"
 #include "http_client.h"
+#include "json_schema.h"
 
 using json = nlohmann::ordered_json;
 
@@ -60,8 +61,27 @@ class GatewayE2E : public IrServerE2E {
     EXPECT_EQ(r.header("Content-Type"), "application/json") << r.body;
     json doc = json::parse(r.body, nullptr, false);
     EXPECT_FALSE(doc.is_discarded()) << r.status << " " << r.body;
+    ExpectDocumented(r.status, r.body);
     return {r.status, doc};
   }
+
+  // The reply as the OpenAPI document describes it for this status.
+  void ExpectDocumented(int status, const std::string& body) {
+    if (api_.is_null()) {
+      api_ = nlohmann::json::parse(
+          http_get(irserver_.http_port(), "/api/v1/openapi.json").body);
+    }
+    const nlohmann::json& responses =
+        api_["paths"]["/api/v1/call"]["post"]["responses"];
+    std::string code = std::to_string(status);
+    ASSERT_TRUE(responses.contains(code)) << code << " is not documented";
+    std::vector<std::string> errors = schema_errors(
+        nlohmann::json::parse(body, nullptr, false),
+        responses[code]["content"]["application/json"]["schema"], api_);
+    EXPECT_TRUE(errors.empty()) << ::testing::PrintToString(errors) << body;
+  }
+
+  nlohmann::json api_;
   Reply Call(const json& request) { return Post(request.dump()); }
 
   IrServerProcess irserver_;
