@@ -425,7 +425,9 @@ int main(int argc, char** argv) {
     std::string web_url;
     if (options.http.enabled) {
       web_site = std::make_unique<WebSite>(orb.in(), root_ref.in());
-      web_server = std::make_unique<WebServer>(options.http, *web_site);
+      // HTTP workers give way to IIOP clients on the repository's lock.
+      web_server = std::make_unique<WebServer>(
+          options.http, *web_site, &IrUpcallLock::mark_background_thread);
       std::string problem = web_server->bind();
       if (!problem.empty()) throw StartupError{problem};
       web_url = " " + web_server->url();
