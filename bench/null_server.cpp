@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "null.hh"
+#include "serve_one.h"
 
 namespace {
 
@@ -21,20 +22,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: null_server ENDPOINT\n");
     return 2;
   }
-  const char* orb_argv[] = {argv[0], "-ORBendPoint", argv[1], "-ORBtraceLevel",
-                            "0",     nullptr};
-  int orb_argc = 5;
-  CORBA::ORB_var orb = CORBA::ORB_init(orb_argc, const_cast<char**>(orb_argv));
-  CORBA::Object_var obj = orb->resolve_initial_references("RootPOA");
-  PortableServer::POA_var poa = PortableServer::POA::_narrow(obj);
-  PortableServer::ServantBase_var servant = new NullServant;
-  PortableServer::ObjectId_var id = poa->activate_object(servant);
-  CORBA::Object_var ref = poa->id_to_reference(id);
-  PortableServer::POAManager_var manager = poa->the_POAManager();
-  manager->activate();
-  CORBA::String_var ior = orb->object_to_string(ref);
-  std::printf("%s\n", ior.in());
-  std::fflush(stdout);
-  orb->run();
-  return 0;
+  CORBA::ORB_var orb = bench_orb_on(argv[0], argv[1]);
+  return serve_one(orb, new NullServant);
 }

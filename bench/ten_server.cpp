@@ -6,6 +6,7 @@
 // InterfaceRepository=... for _get_interface())
 #include <cstdio>
 
+#include "serve_one.h"
 #include "ten.hh"
 
 namespace {
@@ -25,16 +26,5 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: ten_server [-ORB<option> <value>]...\n");
     return 2;
   }
-  CORBA::Object_var obj = orb->resolve_initial_references("RootPOA");
-  PortableServer::POA_var poa = PortableServer::POA::_narrow(obj);
-  PortableServer::ServantBase_var servant = new TenServant;
-  PortableServer::ObjectId_var id = poa->activate_object(servant);
-  CORBA::Object_var ref = poa->id_to_reference(id);
-  PortableServer::POAManager_var manager = poa->the_POAManager();
-  manager->activate();
-  CORBA::String_var ior = orb->object_to_string(ref);
-  std::printf("%s\n", ior.in());
-  std::fflush(stdout);
-  orb->run();
-  return 0;
+  return serve_one(orb, new TenServant);
 }

@@ -428,7 +428,9 @@ int main(int argc, char** argv) {
       if (!options.http_invoke.empty())
         web_site->enable_calls(options.http_invoke,
                                options.http_invoke_timeout_ms);
-      web_server = std::make_unique<WebServer>(options.http, *web_site);
+      // HTTP workers give way to IIOP clients on the repository's lock.
+      web_server = std::make_unique<WebServer>(
+          options.http, *web_site, &IrUpcallLock::mark_background_thread);
       std::string problem = web_server->bind();
       if (!problem.empty()) throw StartupError{problem};
       web_url = " " + web_server->url();

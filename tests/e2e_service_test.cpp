@@ -774,9 +774,13 @@ TEST_F(IrServerE2E, ServesOverSslWhenTheEndpointAsksForIt) {
   std::vector<std::string> ssl = {"-ORBsslKeyFile",     key,
                                   "-ORBsslKeyPassword", "unused",
                                   "-ORBsslCAFile",      cert};
-  std::vector<std::string> argv = {
-      irserver_path(), "--db", dir.file("ir.db"), "--endpoint",
-      "giop:ssl:127.0.0.1:" + std::to_string(port)};
+  std::vector<std::string> argv = {irserver_path(),
+                                   "--db",
+                                   dir.file("ir.db"),
+                                   "--endpoint",
+                                   "giop:ssl:127.0.0.1:" + std::to_string(port),
+                                   "--http",
+                                   "off"};
   argv.insert(argv.end(), ssl.begin(), ssl.end());
   pid_t pid = spawn_to_files(argv, dir.file("out"), dir.file("err"));
   ASSERT_GT(pid, 0);

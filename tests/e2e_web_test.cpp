@@ -293,6 +293,14 @@ TEST_F(WebE2E, PagesShowDefinitionsLinkedAndPaged) {
   EXPECT_EQ(overview.header("Content-Type"), "text/html; charset=utf-8");
   EXPECT_TRUE(contains(overview.body, "href=\"/browse/Web\""));
   EXPECT_TRUE(contains(overview.body, "<form class=\"search-form\""));
+  // Each top-level module shows how many definitions it holds.
+  HttpReply web_contents = get("/api/v1/contents/Web");
+  ASSERT_EQ(web_contents.status, 200);
+  unsigned long in_web = json::parse(web_contents.body).at("total");
+  EXPECT_GT(in_web, 0u);
+  EXPECT_TRUE(contains(overview.body, ">Web</a><span class=\"note\"> (" +
+                                          std::to_string(in_web) + ")</span>"))
+      << overview.body;
 
   HttpReply shapes = get("/browse/Web/Shapes");
   ASSERT_EQ(shapes.status, 200);

@@ -241,8 +241,8 @@ void set_gate(GateState state) {
 
 }  // namespace
 
-std::recursive_mutex& ir_upcall_mutex() {
-  static std::recursive_mutex mutex;
+IrUpcallLock& ir_upcall_mutex() {
+  static IrUpcallLock mutex;
   return mutex;
 }
 

@@ -30,12 +30,14 @@
 #include <mutex>
 #include <string>
 
+#include "ir/upcall_lock.h"
+
 class CORBA_IRObject_Impl;
 class CORBA_Repository_Impl;
 
 // The repository-wide upcall lock.
-std::recursive_mutex& ir_upcall_mutex();
-using IrUpcallGuard = std::lock_guard<std::recursive_mutex>;
+IrUpcallLock& ir_upcall_mutex();
+using IrUpcallGuard = std::lock_guard<IrUpcallLock>;
 
 // Creates the IR POA and its locator on `orb` (once per process).  From
 // then on every request that reaches the process waits (in a request

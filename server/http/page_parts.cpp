@@ -6,7 +6,8 @@
 
 unsigned long count_of(const json& object, const char* key) {
   auto it = object.find(key);
-  return it != object.end() && it->is_number_unsigned()
+  // Counts come signed from the description model (-1: not counted).
+  return it != object.end() && it->is_number_integer() && *it >= 0
              ? it->get<unsigned long>()
              : 0;
 }

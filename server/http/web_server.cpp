@@ -31,7 +31,8 @@ constexpr int kWorkerNice = 10;
 // the repository find a thread of the ORB's own kind.
 class WorkerPool : public httplib::TaskQueue {
  public:
-  explicit WorkerPool(std::size_t count) {
+  WorkerPool(std::size_t count, std::function<void()> on_start)
+      : on_start_(std::move(on_start)) {
     for (std::size_t i = 0; i < count; ++i)
       threads_.emplace_back([this] { run(); });
   }
@@ -63,6 +64,7 @@ class WorkerPool : public httplib::TaskQueue {
     // to the ORB's upcall threads (Linux keeps a nice value per thread).
     setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)),
                 kWorkerNice);
+    if (on_start_) on_start_();
     while (true) {
       std::function<void()> job;
       {
@@ -80,6 +82,7 @@ class WorkerPool : public httplib::TaskQueue {
   std::condition_variable ready_;
   std::deque<std::function<void()>> jobs_;  // guarded by mutex_
   bool stopping_ = false;                   // guarded by mutex_
+  std::function<void()> on_start_;
   std::vector<std::thread> threads_;
 };
 
@@ -186,9 +189,12 @@ void log_internal_error(const std::string& target, const std::string& what) {
 
 }  // namespace
 
-WebServer::WebServer(const HttpAddress& address, WebHandler& handler)
+WebServer::WebServer(const HttpAddress& address, WebHandler& handler,
+                     std::function<void()> on_worker_start)
     : address_(address), handler_(handler), http_(new httplib::Server) {
-  http_->new_task_queue = [] { return new WorkerPool(kWorkerThreads); };
+  http_->new_task_queue = [on_worker_start] {
+    return new WorkerPool(kWorkerThreads, on_worker_start);
+  };
   http_->set_keep_alive_timeout(2);
   http_->set_keep_alive_max_count(100);
   http_->set_read_timeout(5, 0);

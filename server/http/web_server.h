@@ -11,6 +11,7 @@
 #ifndef IR_SERVER_HTTP_WEB_SERVER_H
 #define IR_SERVER_HTTP_WEB_SERVER_H
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -36,8 +37,10 @@ struct WebLimits {
 class WebServer {
  public:
   // Serves `handler` (which must outlive the server) at `address`.
-  // Binds nothing yet.
-  WebServer(const HttpAddress& address, WebHandler& handler);
+  // Binds nothing yet.  Each worker thread runs `on_worker_start` (if
+  // any) first.
+  WebServer(const HttpAddress& address, WebHandler& handler,
+            std::function<void()> on_worker_start = {});
   // Stops serving and joins the threads.
   ~WebServer();
   WebServer(const WebServer&) = delete;
