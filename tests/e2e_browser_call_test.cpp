@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -95,6 +98,14 @@ TEST_F(BrowserCallE2E, FormCallsAnObjectAndShowsTheReply) {
   auto echoed = Submit(browser, "echo_primitives", {text.c_str()});
   EXPECT_EQ(echoed.first, "HTTP 200");
   EXPECT_EQ(json::parse(echoed.second)["result"], primitives);
+
+  // A picture of the form with its reply, for people to look at.
+  const char* build = std::getenv("IR_BUILD_DIR");
+  std::filesystem::path shots =
+      std::filesystem::path(build ? build : ".") / "screenshots";
+  std::filesystem::create_directories(shots);
+  std::ofstream(shots / "call_form.png", std::ios::binary)
+      << browser.screenshot();
 
   // Nothing so far was refused by the page's security policy or failed.
   for (const json& entry : browser.log())
