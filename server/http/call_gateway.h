@@ -43,9 +43,11 @@ class CallGateway {
   CallGateway(CORBA::ORB_ptr orb, CORBA::Object_ptr repository,
               CallAllowList allowed, unsigned long timeout_ms);
 
-  // Answers one POST /api/v1/call.  Thread-safe: each call has a caller
-  // of its own.  Never throws HttpError for the call's own failures (they
-  // are replies); may throw for internal errors.
+  // Answers one POST /api/v1/call: a call that was made is the reply
+  // (200, or 502/504 for a system exception); every other failure is an
+  // HttpError (400, 403, 415, 502) that the server turns into an Error
+  // body.  Thread-safe: each call has a caller of its own, and the
+  // repository is read through its own locking.
   WebReply call(const WebRequest& request);
 
   const CallAllowList& allowed() const { return allowed_; }

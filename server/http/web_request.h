@@ -10,7 +10,8 @@
 
 #include "http/url_codec.h"
 
-// A refusal with its HTTP status (4xx) and a message for the user.  The
+// A refusal with its HTTP status (4xx, or 502 for the call gateway's
+// unreachable targets) and a message for the user.  The
 // server turns it into a JSON body under /api/ and a page elsewhere.
 class HttpError : public std::runtime_error {
  public:
