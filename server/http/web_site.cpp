@@ -9,6 +9,7 @@
 #include "http/url_codec.h"
 #include "http/web_assets.h"
 #include "http/web_pages.h"
+#include "values/value_error.h"
 
 namespace {
 
@@ -118,6 +119,9 @@ json WebSite::call_form(CORBA::Contained_ptr c) {
   } catch (const CallError&) {
     // An interface that cannot be described (a base that is missing):
     // the page shows it without a form.
+    return json();
+  } catch (const ValueError&) {
+    // A parameter type without a JSON form: no form either.
     return json();
   }
 }
