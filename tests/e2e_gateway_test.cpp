@@ -29,7 +29,8 @@ struct Reply {
 class GatewayE2E : public IrServerE2E {
  protected:
   // irserver with the gateway allowed to call 127.0.0.1 at `ports`.
-  void StartIrserver(const std::vector<int>& ports) {
+  void StartIrserver(const std::vector<int>& ports,
+                     const std::vector<std::string>& extra = {}) {
     std::string allow;
     for (int port : ports)
       allow += (allow.empty() ? "" : ",") + std::string("127.0.0.1:") +
@@ -37,6 +38,8 @@ class GatewayE2E : public IrServerE2E {
     if (!allow.empty())
       irserver_.extra_args = {"--http-invoke", allow, "--http-invoke-timeout",
                               "5"};
+    irserver_.extra_args.insert(irserver_.extra_args.end(), extra.begin(),
+                                extra.end());
     ASSERT_EQ(irserver_.start(), "");
   }
 
@@ -302,7 +305,9 @@ TEST_F(GatewayE2E, ConnectionsBeyondTheListAreRefusedWhereverTheyComeFrom) {
                                    test_source_file("idl/call_test.idl")});
   ASSERT_EQ(fed.status(), 0) << fed.describe();
   int port = free_tcp_port();
-  ASSERT_NO_FATAL_FAILURE(StartIrserver({port}));
+  std::string log = elsewhere.dir() + "/gateway.log";
+  ASSERT_NO_FATAL_FAILURE(
+      StartIrserver({port}, {"--log-requests", "--log", log}));
   Child server;
   std::string e = start_call_server(server, elsewhere.corbaloc(), port);
   ASSERT_FALSE(e.empty());
@@ -328,6 +333,14 @@ TEST_F(GatewayE2E, ConnectionsBeyondTheListAreRefusedWhereverTheyComeFrom) {
                    {"interface", "::CallTest::Everything"}});
   EXPECT_EQ(ok.status, 200) << ok.body;
   EXPECT_EQ(ok.body["result"], 2);
+
+  // With --log-requests each call is a line of the log, refusals too.
+  std::string lines = read_file(log);
+  EXPECT_NE(lines.find(" client=http:127.0.0.1:"), std::string::npos) << lines;
+  EXPECT_NE(lines.find(" op=echo_object target=" + e), std::string::npos)
+      << lines;
+  EXPECT_NE(lines.find("outcome=HTTP-403"), std::string::npos) << lines;
+  EXPECT_NE(lines.find("outcome=HTTP-200"), std::string::npos) << lines;
 }
 
 TEST_F(GatewayE2E, BindsResolvesAndListsNamesInOmniNames) {

@@ -7,12 +7,14 @@
 #include <omniORB4/omniORB.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <mutex>
 
 #include "client/corba_text.h"
 #include "client/dynamic_call.h"
 #include "http/url_codec.h"
+#include "platform/request_log.h"
 
 using ojson = nlohmann::ordered_json;
 
@@ -233,6 +235,36 @@ CallGateway::CallGateway(CORBA::ORB_ptr orb, CORBA::Object_ptr repository,
 }
 
 WebReply CallGateway::call(const WebRequest& request) {
+  if (!KALDRequestLogOn()) return answer(request);
+  // With --log-requests every call gets a line, as IIOP requests do.
+  auto when = std::chrono::system_clock::now();
+  auto start = std::chrono::steady_clock::now();
+  auto log = [&](int status) {
+    std::string operation, target;
+    try {
+      ojson doc = ojson::parse(request.body);
+      operation = doc.value("operation", "");
+      target = doc.value("target", "");
+    } catch (const std::exception&) {
+    }
+    std::string line =
+        KALDRequestLogLine(when, "http:" + request.peer, operation, target,
+                           std::chrono::steady_clock::now() - start,
+                           "HTTP-" + std::to_string(status));
+    omniORB::logger out("irserver: ");
+    out << line.c_str() << "\n";
+  };
+  try {
+    WebReply reply = answer(request);
+    log(reply.status);
+    return reply;
+  } catch (const HttpError& e) {
+    log(e.status());
+    throw;
+  }
+}
+
+WebReply CallGateway::answer(const WebRequest& request) {
   // A browser sends JSON only after a CORS preflight, which this server
   // never grants: pages of other sites cannot make calls.
   std::string media =

@@ -50,10 +50,14 @@ class CallGateway {
   // repository is read through its own locking.
   WebReply call(const WebRequest& request);
 
+  // With --log-requests, each call is logged as a request line with
+  // client=http:ADDR:PORT and outcome=HTTP-<status>.
   const CallAllowList& allowed() const { return allowed_; }
   unsigned long timeout_ms() const { return timeout_ms_; }
 
  private:
+  WebReply answer(const WebRequest& request);
+
   CORBA::ORB_var orb_;
   CORBA::Repository_var repository_;
   CallAllowList allowed_;

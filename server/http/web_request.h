@@ -34,6 +34,7 @@ struct WebRequest {
   std::string content_type;
   std::string origin;
   std::string host;
+  std::string peer;  // the client's "ADDR:PORT"
 };
 
 struct WebReply {

@@ -330,6 +330,10 @@ WebReply WebServer::answer(const httplib::Request& request) {
     web.content_type = request.get_header_value("Content-Type");
     web.origin = request.get_header_value("Origin");
     web.host = request.get_header_value("Host");
+    web.peer = (request.remote_addr.find(':') != std::string::npos
+                    ? "[" + request.remote_addr + "]"
+                    : request.remote_addr) +
+               ":" + std::to_string(request.remote_port);
   }
   std::string problem = split_path(path, &web.segments);
   if (problem.empty()) problem = parse_query(query, &web.query);
